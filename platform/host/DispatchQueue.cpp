@@ -1,0 +1,195 @@
+// clang-format off
+#include <utility>  // Must precede the Asio headers with this Boost and compiler.
+// clang-format on
+#include "platform/DispatchQueue.h"
+
+#include "platform/host/PlatformThreads.h"
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace lumora::platform {
+
+namespace {
+
+thread_local const DispatchQueue* currentQueue = nullptr;
+
+// The thread that runs static initialisation is the process's main thread.
+const std::thread::id mainThreadId = std::this_thread::get_id();
+
+boost::asio::thread_pool& workerPool()
+{
+    static boost::asio::thread_pool pool(4);
+    return pool;
+}
+
+class MainQueueImpl final : public DispatchQueue {
+public:
+    void async(Task task) override
+    {
+        {
+            std::lock_guard lock(mutex_);
+            ++pending_;
+        }
+        boost::asio::post(context_, [this, task = std::move(task)] {
+            {
+                const CurrentScope scope(this);
+                task();
+            }
+            std::lock_guard lock(mutex_);
+            --pending_;
+        });
+        changed_.notify_all();
+    }
+
+    [[nodiscard]] const std::string& label() const override { return label_; }
+
+    std::size_t drain()
+    {
+        std::size_t ran = 0;
+        for (;;) {
+            context_.restart();
+            const std::size_t batch = context_.poll();
+            if (batch == 0) {
+                return ran;
+            }
+            ran += batch;
+        }
+    }
+
+    // Waits until work is queued or the deadline passes.
+    void waitForWork(std::chrono::steady_clock::time_point deadline)
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(5)),
+                            [this] { return pending_ > 0; });
+    }
+
+private:
+    boost::asio::io_context context_;
+    std::string label_ = "com.lumora.platform.main-queue";
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::size_t pending_ = 0;
+};
+
+MainQueueImpl& mainQueue()
+{
+    static MainQueueImpl queue;
+    return queue;
+}
+
+class ConcurrentQueue final : public DispatchQueue {
+public:
+    explicit ConcurrentQueue(std::string label) : label_(std::move(label)) {}
+
+    void async(Task task) override
+    {
+        boost::asio::post(workerPool(), [this, task = std::move(task)] {
+            const CurrentScope scope(this);
+            task();
+        });
+    }
+
+    [[nodiscard]] const std::string& label() const override { return label_; }
+
+private:
+    std::string label_;
+};
+
+class SerialQueue final : public DispatchQueue, public std::enable_shared_from_this<SerialQueue> {
+public:
+    explicit SerialQueue(std::string label) : label_(std::move(label)), strand_(workerPool().get_executor()) {}
+
+    void async(Task task) override
+    {
+        // The queued task keeps the queue alive until it has run.
+        boost::asio::post(strand_, [self = shared_from_this(), task = std::move(task)] {
+            const CurrentScope scope(self.get());
+            task();
+        });
+    }
+
+    [[nodiscard]] const std::string& label() const override { return label_; }
+
+private:
+    std::string label_;
+    boost::asio::strand<boost::asio::thread_pool::executor_type> strand_;
+};
+
+} // namespace
+
+DispatchQueue::CurrentScope::CurrentScope(const DispatchQueue* queue) : previous_(currentQueue)
+{
+    currentQueue = queue;
+}
+
+DispatchQueue::CurrentScope::~CurrentScope()
+{
+    currentQueue = previous_;
+}
+
+const DispatchQueue* DispatchQueue::current()
+{
+    return currentQueue;
+}
+
+DispatchQueue& DispatchQueue::main()
+{
+    return mainQueue();
+}
+
+DispatchQueue& DispatchQueue::global(Priority priority)
+{
+    static ConcurrentQueue defaultQueue("com.lumora.platform.global-default");
+    static ConcurrentQueue backgroundQueue("com.lumora.platform.global-background");
+    return priority == Priority::Background ? backgroundQueue : defaultQueue;
+}
+
+std::shared_ptr<DispatchQueue> DispatchQueue::makeSerial(std::string label)
+{
+    return std::make_shared<SerialQueue>(std::move(label));
+}
+
+std::size_t MainQueue::drain()
+{
+    return mainQueue().drain();
+}
+
+bool MainQueue::runUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout)
+{
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (;;) {
+        mainQueue().drain();
+        if (condition()) {
+            return true;
+        }
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        mainQueue().waitForWork(deadline);
+    }
+}
+
+bool MainQueue::isCurrent()
+{
+    return currentQueue == &mainQueue() || (currentQueue == nullptr && std::this_thread::get_id() == mainThreadId);
+}
+
+namespace host {
+
+void postToPlatformThread(std::function<void()> task)
+{
+    static ConcurrentQueue platformQueue("com.lumora.platform.delivery");
+    platformQueue.async(std::move(task));
+}
+
+} // namespace host
+
+} // namespace lumora::platform

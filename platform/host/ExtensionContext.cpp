@@ -1,0 +1,30 @@
+#include "platform/ExtensionContext.h"
+
+#include "platform/host/PlatformThreads.h"
+
+namespace lumora::platform {
+
+ExtensionContext::ExtensionContext(ExtensionItems inputItems, OutcomeHandler onEnd)
+    : inputItems_(std::move(inputItems)), onEnd_(std::move(onEnd))
+{
+}
+
+void ExtensionContext::completeRequestReturningItems_completionHandler(ExtensionItems items,
+                                                                       const std::function<void(bool)>& completion)
+{
+    if (onEnd_) {
+        onEnd_(Outcome{std::move(items), nullptr});
+    }
+    if (completion) {
+        host::postToPlatformThread([completion] { completion(false); });
+    }
+}
+
+void ExtensionContext::cancelRequestWithError(const ErrorRef& error)
+{
+    if (onEnd_) {
+        onEnd_(Outcome{{}, error});
+    }
+}
+
+} // namespace lumora::platform

@@ -1,0 +1,142 @@
+#include "platform/host/SimulatedDevice.h"
+
+#include "platform/host/HostClock.h"
+
+namespace lumora::platform::host {
+
+SimulatedDevice& SimulatedDevice::shared()
+{
+    static SimulatedDevice device;
+    return device;
+}
+
+SimulatedDevice::SimulatedDevice()
+{
+    reset();
+}
+
+void SimulatedDevice::reset()
+{
+    {
+        std::lock_guard lock(mutex_);
+        mounts_.clear();
+        bundles_.clear();
+        mainBundle_.reset();
+        languages_ = {"en"};
+        localeIdentifier_ = "en_US";
+    }
+    HostClock::release();
+}
+
+void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)
+{
+    std::string key = devicePath;
+    while (key.size() > 1 && key.back() == '/') {
+        key.pop_back();
+    }
+    std::lock_guard lock(mutex_);
+    mounts_[key] = hostPath;
+}
+
+std::string SimulatedDevice::resolvePath(const std::string& devicePath) const
+{
+    std::lock_guard lock(mutex_);
+    // Mounts are ordered so that a longer (more specific) device path comes first.
+    for (const auto& [mountPoint, hostPath] : mounts_) {
+        if (devicePath == mountPoint) {
+            return hostPath;
+        }
+        if (devicePath.size() > mountPoint.size() && devicePath.starts_with(mountPoint) &&
+            devicePath[mountPoint.size()] == '/') {
+            return hostPath + devicePath.substr(mountPoint.size());
+        }
+    }
+    return devicePath;
+}
+
+std::shared_ptr<Bundle> SimulatedDevice::installBundle(const std::string& hostPath)
+{
+    auto bundle = std::make_shared<Bundle>(hostPath);
+    const auto identifier = bundle->bundleIdentifier();
+    if (!identifier) {
+        return nullptr;
+    }
+    std::lock_guard lock(mutex_);
+    bundles_[*identifier] = bundle;
+    return bundle;
+}
+
+void SimulatedDevice::uninstallBundle(const std::string& identifier)
+{
+    std::lock_guard lock(mutex_);
+    bundles_.erase(identifier);
+}
+
+std::shared_ptr<Bundle> SimulatedDevice::installedBundle(const std::string& identifier) const
+{
+    std::lock_guard lock(mutex_);
+    const auto found = bundles_.find(identifier);
+    return found == bundles_.end() ? nullptr : found->second;
+}
+
+void SimulatedDevice::setMainBundle(const std::string& hostPath)
+{
+    auto bundle = installBundle(hostPath);
+    if (!bundle) {
+        bundle = std::make_shared<Bundle>(hostPath);
+    }
+    std::lock_guard lock(mutex_);
+    mainBundle_ = std::move(bundle);
+}
+
+std::shared_ptr<Bundle> SimulatedDevice::mainBundle() const
+{
+    std::lock_guard lock(mutex_);
+    return mainBundle_;
+}
+
+void SimulatedDevice::setPreferredLanguages(std::vector<std::string> languages)
+{
+    std::lock_guard lock(mutex_);
+    languages_ = std::move(languages);
+}
+
+std::vector<std::string> SimulatedDevice::preferredLanguages() const
+{
+    std::lock_guard lock(mutex_);
+    return languages_;
+}
+
+void SimulatedDevice::setLocaleIdentifier(std::string identifier)
+{
+    std::lock_guard lock(mutex_);
+    localeIdentifier_ = std::move(identifier);
+}
+
+std::string SimulatedDevice::localeIdentifier() const
+{
+    std::lock_guard lock(mutex_);
+    return localeIdentifier_;
+}
+
+void SimulatedDevice::freezeClock(Date date)
+{
+    HostClock::freeze(date);
+}
+
+void SimulatedDevice::releaseClock()
+{
+    HostClock::release();
+}
+
+void SimulatedDevice::advanceClock(double seconds)
+{
+    HostClock::advance(seconds);
+}
+
+bool SimulatedDevice::isClockFrozen() const
+{
+    return HostClock::isFrozen();
+}
+
+} // namespace lumora::platform::host
