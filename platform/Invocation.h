@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/Object.h"
+#include "platform/Value.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumora::platform {
+
+/// A decoded message: a target, the message's name and its arguments, and the
+/// code that performs it. Until `retainArguments()` the invocation holds
+/// object arguments weakly, as a message in flight does; after it, the
+/// invocation keeps every argument alive until it is destroyed.
+class Invocation final : public Object {
+public:
+    using Body = std::function<void(const ObjectRef& target, const std::vector<Value>& arguments)>;
+
+    Invocation(ObjectRef target, std::string selector, std::vector<Value> arguments, Body body);
+
+    [[nodiscard]] const std::string& selector() const { return selector_; }
+    [[nodiscard]] const ObjectRef& target() const { return target_; }
+    void setTarget(ObjectRef target) { target_ = std::move(target); }
+
+    /// Makes the invocation keep its arguments alive.
+    void retainArguments();
+    [[nodiscard]] bool argumentsRetained() const { return retained_; }
+    /// The arguments as they stand: an object argument whose owners have all
+    /// let go reads as null unless the arguments were retained.
+    [[nodiscard]] std::vector<Value> arguments() const;
+
+    /// Performs the message on the calling thread.
+    void invoke();
+
+    /// The platform's null placeholder object: a target that stands for "no
+    /// target any more".
+    static const ObjectRef& nullPlaceholder();
+
+    [[nodiscard]] std::string className() const override { return "Invocation"; }
+
+private:
+    struct Argument {
+        Value value;                 // the argument itself, when it is not an object or is retained
+        std::weak_ptr<Object> weak;  // an object argument not (yet) retained
+        bool isWeakObject = false;
+    };
+
+    ObjectRef target_;
+    std::string selector_;
+    std::vector<Argument> arguments_;
+    Body body_;
+    bool retained_ = false;
+};
+
+} // namespace lumora::platform

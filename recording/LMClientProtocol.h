@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/Error.h"
+#include "platform/URL.h"
+#include "platform/Value.h"
+
+#include <optional>
+
+namespace lumora {
+
+/// The calls the recording service makes into the application.
+class LMClientProtocol {
+public:
+    LMClientProtocol() = default;
+    LMClientProtocol(const LMClientProtocol&) = delete;
+    LMClientProtocol& operator=(const LMClientProtocol&) = delete;
+    LMClientProtocol(LMClientProtocol&&) = delete;
+    LMClientProtocol& operator=(LMClientProtocol&&) = delete;
+    virtual ~LMClientProtocol() = default;
+
+    /// The service stopped the recording on its own.
+    virtual void stopRecordingWithError_movieURL(const platform::ErrorRef& error,
+                                                 const std::optional<platform::URL>& movieURL) = 0;
+    /// The broadcast service reported new information about the broadcast.
+    virtual void updateBroadcastServiceInfo(const platform::DictionaryRef& serviceInfo) = 0;
+};
+
+} // namespace lumora

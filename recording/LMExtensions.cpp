@@ -1,0 +1,80 @@
+#include "recording/LMExtensions.h"
+
+#include "platform/Locale.h"
+
+#include <mutex>
+
+namespace lumora {
+
+using platform::Bundle;
+
+namespace {
+constexpr std::string_view kStringTable = "Localizable";
+} // namespace
+
+std::shared_ptr<Bundle> LMExtensions::_lmFrameworkBundle()
+{
+    static std::once_flag once;
+    static std::shared_ptr<Bundle> framework;
+    std::call_once(once, [] {
+        framework = Bundle::bundleWithURL(platform::URL::fileURLWithPath(std::string(FrameworkBundlePath)));
+    });
+    return framework;
+}
+
+std::string LMExtensions::_lmLocalizedAppName(const Bundle& bundle)
+{
+    if (const auto* name = bundle.localizedInfoDictionary()->valueForKey(Bundle::DisplayNameKey).string()) {
+        return *name;
+    }
+    const auto info = bundle.infoDictionary();
+    if (const auto* name = info->valueForKey(Bundle::DisplayNameKey).string()) {
+        return *name;
+    }
+    if (const auto* name = info->valueForKey(Bundle::NameKey).string()) {
+        return *name;
+    }
+    return "";
+}
+
+std::optional<std::string> LMExtensions::_lmLocalizedAppNameFromBundleID(const std::string& bundleID)
+{
+    const auto bundle = Bundle::bundleWithIdentifier(bundleID);
+    if (!bundle) {
+        return std::nullopt;
+    }
+    return _lmLocalizedAppName(*bundle);
+}
+
+std::optional<std::string> LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID(
+    const std::string& key, const std::string& bundleID)
+{
+    const auto framework = _lmFrameworkBundle();
+    std::vector<std::string> localizations;
+    if (const auto other = Bundle::bundleWithIdentifier(bundleID)) {
+        localizations = other->localizations();
+    }
+    const auto chosen = Bundle::preferredLocalizationsFromArray(localizations, platform::Locale::preferredLanguages());
+    if (!framework) {
+        return std::nullopt;
+    }
+    if (!chosen.empty()) {
+        // The table of the application's own language, taken from the
+        // framework bundle; missing when the framework lacks that language.
+        const auto path = framework->pathForResource(std::string(kStringTable), "strings", {}, chosen.front());
+        if (!path) {
+            return std::nullopt;
+        }
+        const auto table = platform::dictionaryWithContentsOfFile(*path);
+        if (!table) {
+            return std::nullopt;
+        }
+        if (const auto* text = table->valueForKey(key).string()) {
+            return *text;
+        }
+        return std::nullopt;
+    }
+    return framework->localizedStringForKey(key, std::nullopt, std::string(kStringTable));
+}
+
+} // namespace lumora
