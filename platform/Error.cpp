@@ -17,7 +17,7 @@ Error::Error(std::string domain, std::int64_t code, DictionaryRef userInfo)
 
 std::string Error::localizedDescription() const
 {
-    if (const auto* text = userInfo_->valueForKey(LocalizedDescriptionKey).string()) {
+    if (auto text = userInfo_->stringForKey(LocalizedDescriptionKey)) {
         return *text;
     }
     return fmt::format("The operation couldn't be completed. ({} error {}.)", domain_, code_);

@@ -168,3 +168,15 @@ const Value& Dictionary::valueForKey(std::string_view key) const
 }
 
 } // namespace lumora::platform
+
+namespace lumora::platform {
+
+std::optional<std::string> Dictionary::stringForKey(std::string_view key) const
+{
+    if (const auto* text = valueForKey(key).string()) {
+        return *text;
+    }
+    return std::nullopt;
+}
+
+} // namespace lumora::platform

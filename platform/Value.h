@@ -122,6 +122,8 @@ public:
 
     /// The value under `key`, or a null Value when the key is missing.
     [[nodiscard]] const Value& valueForKey(std::string_view key) const;
+    /// The string under `key`, copied out; nullopt when missing or not a string.
+    [[nodiscard]] std::optional<std::string> stringForKey(std::string_view key) const;
 };
 
 } // namespace lumora::platform

@@ -24,17 +24,14 @@ std::shared_ptr<Bundle> LMExtensions::_lmFrameworkBundle()
 
 std::string LMExtensions::_lmLocalizedAppName(const Bundle& bundle)
 {
-    if (const auto* name = bundle.localizedInfoDictionary()->valueForKey(Bundle::DisplayNameKey).string()) {
+    if (auto name = bundle.localizedInfoDictionary()->stringForKey(Bundle::DisplayNameKey)) {
         return *name;
     }
     const auto info = bundle.infoDictionary();
-    if (const auto* name = info->valueForKey(Bundle::DisplayNameKey).string()) {
+    if (auto name = info->stringForKey(Bundle::DisplayNameKey)) {
         return *name;
     }
-    if (const auto* name = info->valueForKey(Bundle::NameKey).string()) {
-        return *name;
-    }
-    return "";
+    return info->stringForKey(Bundle::NameKey).value_or("");
 }
 
 std::optional<std::string> LMExtensions::_lmLocalizedAppNameFromBundleID(const std::string& bundleID)
@@ -69,10 +66,7 @@ std::optional<std::string> LMExtensions::_lmLocalizedStringFromFrameworkBundleWi
         if (!table) {
             return std::nullopt;
         }
-        if (const auto* text = table->valueForKey(key).string()) {
-            return *text;
-        }
-        return std::nullopt;
+        return table->stringForKey(key);
     }
     return framework->localizedStringForKey(key, std::nullopt, std::string(kStringTable));
 }

@@ -113,10 +113,7 @@ Bundle::Bundle(std::string path) : path_(std::move(path))
 
 std::optional<std::string> Bundle::bundleIdentifier() const
 {
-    if (const auto* identifier = infoDictionary()->valueForKey(IdentifierKey).string()) {
-        return *identifier;
-    }
-    return std::nullopt;
+    return infoDictionary()->stringForKey(IdentifierKey);
 }
 
 DictionaryRef Bundle::infoDictionary() const
@@ -155,8 +152,8 @@ std::vector<std::string> Bundle::preferredLocalizations() const
     const auto available = localizations();
     auto chosen = preferredLocalizationsFromArray(available, Locale::preferredLanguages());
     if (chosen.empty()) {
-        if (const auto* region = infoDictionary()->valueForKey(DevelopmentRegionKey).string();
-            region != nullptr && std::find(available.begin(), available.end(), *region) != available.end()) {
+        if (const auto region = infoDictionary()->stringForKey(DevelopmentRegionKey);
+            region && std::find(available.begin(), available.end(), *region) != available.end()) {
             chosen.push_back(*region);
         }
     }
@@ -203,8 +200,8 @@ std::optional<std::string> Bundle::localizedStringForKey(const std::string& key,
             continue;
         }
         if (const auto strings = dictionaryWithContentsOfFile(*path)) {
-            if (const auto* text = strings->valueForKey(key).string()) {
-                return *text;
+            if (auto text = strings->stringForKey(key)) {
+                return text;
             }
         }
         break;

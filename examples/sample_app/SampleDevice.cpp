@@ -1,0 +1,31 @@
+#include "sample_app/SampleDevice.h"
+
+#include "platform/host/SimulatedDevice.h"
+#include "recording/LMExtensions.h"
+
+#include <filesystem>
+#include <fmt/format.h>
+
+namespace lumora::sample {
+
+void prepareSampleDevice()
+{
+    auto& device = platform::host::SimulatedDevice::shared();
+    device.mountDirectory(std::string(LMExtensions::FrameworkBundlePath), LUMORA_FRAMEWORK_BUNDLE_DIR);
+    device.setMainBundle(std::string(LUMORA_SAMPLE_BUNDLES_DIR) + "/LumoraSample.app");
+    std::error_code error;
+    std::filesystem::create_directories(sampleOutputDirectory(), error);
+}
+
+std::string sampleOutputDirectory()
+{
+    return LUMORA_SAMPLE_OUTPUT_DIR;
+}
+
+void say(const std::string& text)
+{
+    fmt::print("\n== {}\n", text);
+    std::fflush(stdout);
+}
+
+} // namespace lumora::sample
