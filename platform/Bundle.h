@@ -38,8 +38,8 @@ public:
     /// The platform's choice, best first, among `localizations` for the
     /// languages `preferences` (in the user's order). Empty when none of the
     /// localizations suits any of the languages.
-    static std::vector<std::string> preferredLocalizationsFromArray(const std::vector<std::string>& localizations,
-                                                                    const std::vector<std::string>& preferences);
+    static std::vector<std::string> preferredLocalizationsFromArray(
+        const std::vector<std::string>& localizations, const std::vector<std::string>& preferences);
 
     explicit Bundle(std::string path);
 
@@ -61,16 +61,14 @@ public:
     /// localization is given, only in that localization's folder; otherwise
     /// at the top level first and then in the preferred localizations.
     [[nodiscard]] std::optional<std::string> pathForResource(const std::string& name, const std::string& extension,
-                                                             const std::string& subdirectory = {},
-                                                             const std::string& localization = {}) const;
+        const std::string& subdirectory = {}, const std::string& localization = {}) const;
     [[nodiscard]] std::optional<URL> URLForResource(const std::string& name, const std::string& extension) const;
 
     /// The string for `key` in `table` ("Localizable" when empty) of the
     /// preferred localization. When the key is missing: `value` if one is
     /// given, otherwise nullopt.
-    [[nodiscard]] std::optional<std::string> localizedStringForKey(const std::string& key,
-                                                                   const std::optional<std::string>& value,
-                                                                   const std::string& table) const;
+    [[nodiscard]] std::optional<std::string> localizedStringForKey(
+        const std::string& key, const std::optional<std::string>& value, const std::string& table) const;
 
     [[nodiscard]] std::string className() const override { return "Bundle"; }
     [[nodiscard]] std::string description() const override { return "Bundle <" + path_ + ">"; }

@@ -6,8 +6,7 @@ namespace lumora::platform {
 
 Data::Data(std::vector<std::uint8_t> bytes)
     : bytes_(std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes)))
-{
-}
+{ }
 
 Data::Data(const void* bytes, std::size_t length)
 {

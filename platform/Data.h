@@ -19,7 +19,7 @@ public:
     [[nodiscard]] std::size_t length() const { return bytes_ ? bytes_->size() : 0; }
     [[nodiscard]] bool empty() const { return length() == 0; }
     [[nodiscard]] const std::uint8_t* bytes() const { return bytes_ ? bytes_->data() : nullptr; }
-    [[nodiscard]] std::span<const std::uint8_t> span() const { return {bytes(), length()}; }
+    [[nodiscard]] std::span<const std::uint8_t> span() const { return { bytes(), length() }; }
 
     friend bool operator==(const Data& lhs, const Data& rhs);
 

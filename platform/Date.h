@@ -20,7 +20,7 @@ public:
     friend auto operator<=>(const Date&, const Date&) = default;
 
 private:
-    explicit Date(double seconds) : seconds_(seconds) {}
+    explicit Date(double seconds) : seconds_(seconds) { }
     double seconds_ = 0.0;
 };
 

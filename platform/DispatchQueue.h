@@ -68,8 +68,8 @@ public:
 
     /// Drains the MainQueue, waiting for work from other threads, until
     /// `condition` holds or `timeout` passes. Returns the condition's last answer.
-    static bool runUntil(const std::function<bool()>& condition,
-                         std::chrono::milliseconds timeout = std::chrono::seconds(5));
+    static bool runUntil(
+        const std::function<bool()>& condition, std::chrono::milliseconds timeout = std::chrono::seconds(5));
 
     /// Whether the calling thread is running a MainQueue task.
     [[nodiscard]] static bool isCurrent();

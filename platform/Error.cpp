@@ -10,10 +10,10 @@ std::shared_ptr<const Error> Error::errorWithDomain(std::string domain, std::int
 }
 
 Error::Error(std::string domain, std::int64_t code, DictionaryRef userInfo)
-    : domain_(std::move(domain)), code_(code),
+    : domain_(std::move(domain)),
+      code_(code),
       userInfo_(userInfo ? std::move(userInfo) : std::make_shared<const Dictionary>())
-{
-}
+{ }
 
 std::string Error::localizedDescription() const
 {

@@ -18,8 +18,8 @@ public:
     /// The user-info key whose string value is the error's localized description.
     static constexpr std::string_view LocalizedDescriptionKey = "LocalizedDescription";
 
-    static std::shared_ptr<const Error> errorWithDomain(std::string domain, std::int64_t code,
-                                                        DictionaryRef userInfo = nullptr);
+    static std::shared_ptr<const Error> errorWithDomain(
+        std::string domain, std::int64_t code, DictionaryRef userInfo = nullptr);
 
     Error(std::string domain, std::int64_t code, DictionaryRef userInfo);
 

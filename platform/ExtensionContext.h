@@ -32,8 +32,8 @@ public:
 
     /// Ends the request successfully with `items`. `completion`, when given,
     /// is called on a platform thread once the items have been handed over.
-    void completeRequestReturningItems_completionHandler(ExtensionItems items,
-                                                         const std::function<void(bool expired)>& completion);
+    void completeRequestReturningItems_completionHandler(
+        ExtensionItems items, const std::function<void(bool expired)>& completion);
     /// Ends the request with `error`.
     void cancelRequestWithError(const ErrorRef& error);
 

@@ -19,7 +19,10 @@ public:
     void setAttributedTitle(std::shared_ptr<const AttributedString> title) { title_ = std::move(title); }
 
     [[nodiscard]] const std::vector<std::shared_ptr<ItemProvider>>& attachments() const { return attachments_; }
-    void setAttachments(std::vector<std::shared_ptr<ItemProvider>> attachments) { attachments_ = std::move(attachments); }
+    void setAttachments(std::vector<std::shared_ptr<ItemProvider>> attachments)
+    {
+        attachments_ = std::move(attachments);
+    }
 
     [[nodiscard]] const DictionaryRef& userInfo() const { return userInfo_; }
     void setUserInfo(DictionaryRef userInfo) { userInfo_ = std::move(userInfo); }

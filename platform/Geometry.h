@@ -26,7 +26,7 @@ struct Rect {
     [[nodiscard]] double maxY() const { return origin.y + size.height; }
     [[nodiscard]] double width() const { return size.width; }
     [[nodiscard]] double height() const { return size.height; }
-    [[nodiscard]] Point center() const { return {origin.x + size.width / 2, origin.y + size.height / 2}; }
+    [[nodiscard]] Point center() const { return { origin.x + size.width / 2, origin.y + size.height / 2 }; }
     [[nodiscard]] bool containsPoint(Point point) const
     {
         return point.x >= minX() && point.x < maxX() && point.y >= minY() && point.y < maxY();

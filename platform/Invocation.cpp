@@ -18,9 +18,9 @@ Invocation::Invocation(ObjectRef target, std::string selector, std::vector<Value
     arguments_.reserve(arguments.size());
     for (auto& argument : arguments) {
         if (auto object = argument.object()) {
-            arguments_.push_back(Argument{{}, object, true});
+            arguments_.push_back(Argument { {}, object, true });
         } else {
-            arguments_.push_back(Argument{std::move(argument), {}, false});
+            arguments_.push_back(Argument { std::move(argument), {}, false });
         }
     }
 }

@@ -42,8 +42,8 @@ public:
 
 private:
     struct Argument {
-        Value value;                 // the argument itself, when it is not an object or is retained
-        std::weak_ptr<Object> weak;  // an object argument not (yet) retained
+        Value value; // the argument itself, when it is not an object or is retained
+        std::weak_ptr<Object> weak; // an object argument not (yet) retained
         bool isWeakObject = false;
     };
 

@@ -33,9 +33,8 @@ public:
     /// Loads the value registered under `typeIdentifier` and calls `completion`
     /// with it on a platform thread; a type the provider does not hold
     /// completes with an error.
-    void loadItemForTypeIdentifier_options_completionHandler(const std::string& typeIdentifier,
-                                                             const DictionaryRef& options,
-                                                             LoadCompletion completion) const;
+    void loadItemForTypeIdentifier_options_completionHandler(
+        const std::string& typeIdentifier, const DictionaryRef& options, LoadCompletion completion) const;
 
     [[nodiscard]] std::string className() const override { return "ItemProvider"; }
 
@@ -50,7 +49,7 @@ private:
 /// Attributed text: a string with attributes (none are used by the framework).
 class AttributedString final : public Object {
 public:
-    explicit AttributedString(std::string string) : string_(std::move(string)) {}
+    explicit AttributedString(std::string string) : string_(std::move(string)) { }
     [[nodiscard]] const std::string& string() const { return string_; }
     [[nodiscard]] std::string className() const override { return "AttributedString"; }
     [[nodiscard]] std::string description() const override { return string_; }

@@ -28,7 +28,7 @@ Observers& observers()
 
 std::atomic<bool>& echoFlag()
 {
-    static std::atomic<bool> echo{false};
+    static std::atomic<bool> echo { false };
     return echo;
 }
 
@@ -45,17 +45,17 @@ spdlog::logger& echoLogger()
 
 } // namespace
 
-Log::Arg::Arg(double value) : integer_(static_cast<std::int64_t>(value)), text_(fmt::format("{}", value)) {}
+Log::Arg::Arg(double value) : integer_(static_cast<std::int64_t>(value)), text_(fmt::format("{}", value)) { }
 
-Log::Arg::Arg(const char* text) : text_(text != nullptr ? text : "(null)") {}
+Log::Arg::Arg(const char* text) : text_(text != nullptr ? text : "(null)") { }
 
-Log::Arg::Arg(std::string_view text) : text_(text) {}
+Log::Arg::Arg(std::string_view text) : text_(text) { }
 
-Log::Arg::Arg(const std::string& text) : text_(text) {}
+Log::Arg::Arg(const std::string& text) : text_(text) { }
 
-Log::Arg::Arg(const Object* object) : text_(object != nullptr ? object->description() : "(null)") {}
+Log::Arg::Arg(const Object* object) : text_(object != nullptr ? object->description() : "(null)") { }
 
-Log::Arg::Arg(const Value& value) : integer_(value.int64Value()), text_(value.description()) {}
+Log::Arg::Arg(const Value& value) : integer_(value.int64Value()), text_(value.description()) { }
 
 std::string Log::Arg::asInteger(bool isUnsigned) const
 {
@@ -104,7 +104,7 @@ std::string Log::format(std::string_view format, const std::vector<Arg>& args)
 
 void Log::write(Level level, Channel channel, std::string_view formatText, const std::vector<Arg>& args)
 {
-    const Entry entry{level, channel, format(formatText, args)};
+    const Entry entry { level, channel, format(formatText, args) };
     std::vector<std::shared_ptr<Observer>> snapshot;
     {
         std::lock_guard lock(observers().mutex);
@@ -115,8 +115,7 @@ void Log::write(Level level, Channel channel, std::string_view formatText, const
     }
     if (echoFlag().load(std::memory_order_relaxed)) {
         const char* prefix = channel == Channel::Console ? "[console] " : "";
-        echoLogger().log(level == Level::Error ? spdlog::level::err : spdlog::level::info, "{}{}", prefix,
-                         entry.text);
+        echoLogger().log(level == Level::Error ? spdlog::level::err : spdlog::level::info, "{}{}", prefix, entry.text);
     }
 }
 
@@ -127,10 +126,10 @@ std::shared_ptr<void> Log::addObserver(Observer observer)
         std::lock_guard lock(observers().mutex);
         observers().list.push_back(shared);
     }
-    return {nullptr, [shared](void* /*unused*/) {
+    return { nullptr, [shared](void* /*unused*/) {
                 std::lock_guard lock(observers().mutex);
                 observers().list.remove(shared);
-            }};
+            } };
 }
 
 void Log::setEchoToStandardError(bool echo)

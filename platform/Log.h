@@ -35,23 +35,20 @@ public:
     class Arg {
     public:
         template <class T>
-            requires std::is_integral_v<T>
-        Arg(T value)  // NOLINT(google-explicit-constructor)
+        requires std::is_integral_v<T> Arg(T value) // NOLINT(google-explicit-constructor)
             : integer_(static_cast<std::int64_t>(value)), isInteger_(true)
-        {
-        }
-        Arg(double value);            // NOLINT(google-explicit-constructor)
-        Arg(const char* text);        // NOLINT(google-explicit-constructor)
-        Arg(std::string_view text);   // NOLINT(google-explicit-constructor)
+        { }
+        Arg(double value); // NOLINT(google-explicit-constructor)
+        Arg(const char* text); // NOLINT(google-explicit-constructor)
+        Arg(std::string_view text); // NOLINT(google-explicit-constructor)
         Arg(const std::string& text); // NOLINT(google-explicit-constructor)
-        Arg(const Object* object);    // NOLINT(google-explicit-constructor)
-        Arg(const Value& value);      // NOLINT(google-explicit-constructor)
+        Arg(const Object* object); // NOLINT(google-explicit-constructor)
+        Arg(const Value& value); // NOLINT(google-explicit-constructor)
         template <class T>
-            requires std::is_base_of_v<Object, T>
-        Arg(const std::shared_ptr<T>& object)  // NOLINT(google-explicit-constructor)
+        requires std::is_base_of_v<Object, T> Arg(
+            const std::shared_ptr<T>& object) // NOLINT(google-explicit-constructor)
             : Arg(static_cast<const Object*>(object.get()))
-        {
-        }
+        { }
 
         [[nodiscard]] std::string asInteger(bool isUnsigned) const;
         [[nodiscard]] const std::string& asText() const { return text_; }
@@ -62,23 +59,20 @@ public:
         std::string text_;
     };
 
-    template <class... Args>
-    static void ordinary(std::string_view format, const Args&... args)
+    template <class... Args> static void ordinary(std::string_view format, const Args&... args)
     {
-        write(Level::Ordinary, Channel::Framework, format, {Arg(args)...});
+        write(Level::Ordinary, Channel::Framework, format, { Arg(args)... });
     }
 
-    template <class... Args>
-    static void error(std::string_view format, const Args&... args)
+    template <class... Args> static void error(std::string_view format, const Args&... args)
     {
-        write(Level::Error, Channel::Framework, format, {Arg(args)...});
+        write(Level::Error, Channel::Framework, format, { Arg(args)... });
     }
 
     /// The platform's plain console log.
-    template <class... Args>
-    static void console(std::string_view format, const Args&... args)
+    template <class... Args> static void console(std::string_view format, const Args&... args)
     {
-        write(Level::Ordinary, Channel::Console, format, {Arg(args)...});
+        write(Level::Ordinary, Channel::Console, format, { Arg(args)... });
     }
 
     static std::string format(std::string_view format, const std::vector<Arg>& args);

@@ -42,7 +42,7 @@ public:
 private:
     struct Delivery {
         Handler handler;
-        std::atomic<bool> active{true};
+        std::atomic<bool> active { true };
     };
     struct Registration {
         std::weak_ptr<Object> observer;

@@ -26,16 +26,12 @@ public:
     [[nodiscard]] virtual std::string description() const;
 
     /// Whether this object's class is `name` or inherits from a class of that name.
-    [[nodiscard]] virtual bool isKindOfClassNamed(const std::string& name) const
-    {
-        return name == "Object";
-    }
+    [[nodiscard]] virtual bool isKindOfClassNamed(const std::string& name) const { return name == "Object"; }
 
 protected:
     /// A strong reference to `self` typed as its own class; null while no
     /// `shared_ptr` owns the object (during construction, for instance).
-    template <class Self>
-    std::shared_ptr<Self> sharedFrom(Self* self)
+    template <class Self> std::shared_ptr<Self> sharedFrom(Self* self)
     {
         auto owner = weak_from_this().lock();
         if (!owner) {
@@ -44,11 +40,7 @@ protected:
         return std::shared_ptr<Self>(std::move(owner), self);
     }
 
-    template <class Self>
-    std::weak_ptr<Self> weakFrom(Self* self)
-    {
-        return sharedFrom(self);
-    }
+    template <class Self> std::weak_ptr<Self> weakFrom(Self* self) { return sharedFrom(self); }
 };
 
 using ObjectRef = std::shared_ptr<Object>;

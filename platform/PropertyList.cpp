@@ -46,7 +46,7 @@ Value toValue(plist_t node, int depth)
         char* text = nullptr;
         plist_get_string_val(node, &text);
         Value value(std::string(text != nullptr ? text : ""));
-        std::free(text);  // NOLINT(cppcoreguidelines-no-malloc)
+        std::free(text); // NOLINT(cppcoreguidelines-no-malloc)
         return value;
     }
     case PLIST_DATA: {
@@ -54,7 +54,7 @@ Value toValue(plist_t node, int depth)
         std::uint64_t length = 0;
         plist_get_data_val(node, &bytes, &length);
         Value value(Data(bytes, static_cast<std::size_t>(length)));
-        std::free(bytes);  // NOLINT(cppcoreguidelines-no-malloc)
+        std::free(bytes); // NOLINT(cppcoreguidelines-no-malloc)
         return value;
     }
     case PLIST_DATE: {
@@ -84,9 +84,9 @@ Value toValue(plist_t node, int depth)
                 break;
             }
             dictionary->insert_or_assign(std::string(key), toValue(item, depth + 1));
-            std::free(key);  // NOLINT(cppcoreguidelines-no-malloc)
+            std::free(key); // NOLINT(cppcoreguidelines-no-malloc)
         }
-        std::free(iter);  // NOLINT(cppcoreguidelines-no-malloc)
+        std::free(iter); // NOLINT(cppcoreguidelines-no-malloc)
         return Value(std::move(dictionary));
     }
     default:
@@ -104,14 +104,13 @@ plist_t toPlist(const Value& value)
         plist_t operator()(const std::string& text) const { return plist_new_string(text.c_str()); }
         plist_t operator()(const Data& data) const
         {
-            return plist_new_data(reinterpret_cast<const char*>(data.bytes()), data.length());  // NOLINT
+            return plist_new_data(reinterpret_cast<const char*>(data.bytes()), data.length()); // NOLINT
         }
         plist_t operator()(const Date& date) const
         {
             const double since = date.timeIntervalSince1970() - kPlistEpochOffset;
             const double whole = std::floor(since);
-            return plist_new_date(static_cast<std::int32_t>(whole),
-                                  static_cast<std::int32_t>((since - whole) * 1e6));
+            return plist_new_date(static_cast<std::int32_t>(whole), static_cast<std::int32_t>((since - whole) * 1e6));
         }
         plist_t operator()(const URL& /*unused*/) const { return nullptr; }
         plist_t operator()(const ArrayRef& array) const
@@ -140,7 +139,7 @@ plist_t toPlist(const Value& value)
         }
         plist_t operator()(const ObjectRef& /*unused*/) const { return nullptr; }
     };
-    return std::visit(Convert{}, value.storage());
+    return std::visit(Convert {}, value.storage());
 }
 
 } // namespace
@@ -151,8 +150,9 @@ std::optional<Value> PropertyList::valueFromData(const Data& data)
         return std::nullopt;
     }
     plist_t root = nullptr;
-    plist_from_memory(reinterpret_cast<const char*>(data.bytes()),  // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
-                      static_cast<std::uint32_t>(data.length()), &root);
+    plist_from_memory(
+        reinterpret_cast<const char*>(data.bytes()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+        static_cast<std::uint32_t>(data.length()), &root);
     if (root == nullptr) {
         return std::nullopt;
     }
@@ -202,8 +202,8 @@ bool PropertyList::writeValueToFile(const Value& value, const std::string& path,
         return false;
     }
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(data->bytes()),  // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
-               static_cast<std::streamsize>(data->length()));
+    file.write(reinterpret_cast<const char*>(data->bytes()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+        static_cast<std::streamsize>(data->length()));
     return static_cast<bool>(file);
 }
 

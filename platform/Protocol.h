@@ -23,8 +23,7 @@ std::shared_ptr<Operation> answering(const std::shared_ptr<Protocol>& delegate)
     return std::dynamic_pointer_cast<Operation>(delegate);
 }
 
-template <class Operation, class Protocol>
-std::shared_ptr<Operation> answering(const std::weak_ptr<Protocol>& delegate)
+template <class Operation, class Protocol> std::shared_ptr<Operation> answering(const std::weak_ptr<Protocol>& delegate)
 {
     return std::dynamic_pointer_cast<Operation>(delegate.lock());
 }

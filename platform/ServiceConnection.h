@@ -30,8 +30,8 @@ public:
 class ServiceConnectionDelegate::Connection_handleInvocation_isReply : public virtual ServiceConnectionDelegate {
 public:
     virtual void connection_handleInvocation_isReply(const std::shared_ptr<ServiceConnection>& connection,
-                                                     const std::shared_ptr<Invocation>& invocation,
-                                                     bool isReply) = 0;
+        const std::shared_ptr<Invocation>& invocation, bool isReply)
+        = 0;
 };
 
 /// A connection to a system service. Decoded messages arrive on the

@@ -9,23 +9,20 @@ namespace lumora::platform {
 /// weakly; the action is a real member of the target's class, so a target can
 /// only ever be sent an operation it has. Once the target has gone, sending
 /// does nothing.
-template <class... Args>
-class TargetAction {
+template <class... Args> class TargetAction {
 public:
     TargetAction() = default;
 
     template <class Target>
     TargetAction(const std::shared_ptr<Target>& target, void (Target::*action)(Args...))
-        : target_(target),
-          send_([weak = std::weak_ptr<Target>(target), action](Args... args) {
+        : target_(target), send_([weak = std::weak_ptr<Target>(target), action](Args... args) {
               if (auto strong = weak.lock()) {
                   ((*strong).*action)(std::forward<Args>(args)...);
                   return true;
               }
               return false;
           })
-    {
-    }
+    { }
 
     /// Calls the action on the target; false when there is no target (any more).
     bool send(Args... args) const { return send_ && send_(std::forward<Args>(args)...); }

@@ -10,7 +10,8 @@ namespace {
 
 bool isUnreservedPathCharacter(unsigned char c)
 {
-    return std::isalnum(c) != 0 || std::string_view("-._~/!$&'()*+,;=:@").find(static_cast<char>(c)) != std::string_view::npos;
+    return std::isalnum(c) != 0
+        || std::string_view("-._~/!$&'()*+,;=:@").find(static_cast<char>(c)) != std::string_view::npos;
 }
 
 std::string percentEncodePath(const std::string& path)
@@ -76,9 +77,8 @@ std::optional<URL> URL::URLWithString(const std::string& text)
     if (std::isalpha(static_cast<unsigned char>(text[0])) == 0) {
         return std::nullopt;
     }
-    const bool validScheme = std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), [](char c) {
-        return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '+' || c == '-' || c == '.';
-    });
+    const bool validScheme = std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon),
+        [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '+' || c == '-' || c == '.'; });
     if (!validScheme || std::any_of(text.begin(), text.end(), [](char c) {
             return c == ' ' || static_cast<unsigned char>(c) < 0x20;
         })) {
@@ -86,7 +86,7 @@ std::optional<URL> URL::URLWithString(const std::string& text)
     }
     std::string scheme = text.substr(0, colon);
     std::transform(scheme.begin(), scheme.end(), scheme.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return URL(std::move(scheme), text);
 }
 

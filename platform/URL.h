@@ -27,7 +27,7 @@ public:
     friend bool operator==(const URL&, const URL&) = default;
 
 private:
-    URL(std::string scheme, std::string text) : scheme_(std::move(scheme)), text_(std::move(text)) {}
+    URL(std::string scheme, std::string text) : scheme_(std::move(scheme)), text_(std::move(text)) { }
     std::string scheme_;
     std::string text_;
 };

@@ -20,9 +20,9 @@ Value::Value(DictionaryRef value)
     }
 }
 
-Value::Value(std::shared_ptr<Array> value) : Value(ArrayRef(std::move(value))) {}
+Value::Value(std::shared_ptr<Array> value) : Value(ArrayRef(std::move(value))) { }
 
-Value::Value(std::shared_ptr<Dictionary> value) : Value(DictionaryRef(std::move(value))) {}
+Value::Value(std::shared_ptr<Dictionary> value) : Value(DictionaryRef(std::move(value))) { }
 
 std::int64_t Value::int64Value() const
 {
@@ -140,7 +140,7 @@ std::string Value::description() const
         }
         std::string operator()(const ObjectRef& value) const { return value->description(); }
     };
-    return std::visit(Describe{}, storage_);
+    return std::visit(Describe {}, storage_);
 }
 
 bool operator==(const Value& lhs, const Value& rhs)
@@ -150,7 +150,8 @@ bool operator==(const Value& lhs, const Value& rhs)
     }
     if (const auto* array = std::get_if<ArrayRef>(&lhs.storage_)) {
         const auto& other = std::get<ArrayRef>(rhs.storage_);
-        return *array == other || static_cast<const std::vector<Value>&>(**array) == static_cast<const std::vector<Value>&>(*other);
+        return *array == other
+            || static_cast<const std::vector<Value>&>(**array) == static_cast<const std::vector<Value>&>(*other);
     }
     if (const auto* dictionary = std::get_if<DictionaryRef>(&lhs.storage_)) {
         const auto& other = std::get<DictionaryRef>(rhs.storage_);

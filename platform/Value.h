@@ -33,29 +33,28 @@ using DictionaryRef = std::shared_ptr<const Dictionary>;
 /// (`std::make_shared<Dictionary>(*dict)`), change the copy and publish that.
 class Value {
 public:
-    using Storage = std::variant<std::monostate, bool, std::int64_t, double, std::string, Data, Date, URL,
-                                 ArrayRef, DictionaryRef, ObjectRef>;
+    using Storage = std::variant<std::monostate, bool, std::int64_t, double, std::string, Data, Date, URL, ArrayRef,
+        DictionaryRef, ObjectRef>;
 
     Value() = default;
-    Value(std::nullptr_t) {}                      // NOLINT(google-explicit-constructor)
-    Value(bool value) : storage_(value) {}        // NOLINT(google-explicit-constructor)
-    Value(int value) : storage_(std::int64_t{value}) {}  // NOLINT(google-explicit-constructor)
-    Value(std::int64_t value) : storage_(value) {}       // NOLINT(google-explicit-constructor)
-    Value(std::uint32_t value) : storage_(std::int64_t{value}) {}  // NOLINT(google-explicit-constructor)
-    Value(double value) : storage_(value) {}      // NOLINT(google-explicit-constructor)
-    Value(const char* value) : storage_(std::string(value)) {}  // NOLINT(google-explicit-constructor)
-    Value(std::string value) : storage_(std::move(value)) {}    // NOLINT(google-explicit-constructor)
-    Value(std::string_view value) : storage_(std::string(value)) {}  // NOLINT(google-explicit-constructor)
-    Value(Data value) : storage_(std::move(value)) {}     // NOLINT(google-explicit-constructor)
-    Value(Date value) : storage_(value) {}                // NOLINT(google-explicit-constructor)
-    Value(URL value) : storage_(std::move(value)) {}      // NOLINT(google-explicit-constructor)
-    Value(ArrayRef value);                                // NOLINT(google-explicit-constructor)
-    Value(DictionaryRef value);                           // NOLINT(google-explicit-constructor)
-    Value(std::shared_ptr<Array> value);                  // NOLINT(google-explicit-constructor)
-    Value(std::shared_ptr<Dictionary> value);             // NOLINT(google-explicit-constructor)
+    Value(std::nullptr_t) { } // NOLINT(google-explicit-constructor)
+    Value(bool value) : storage_(value) { } // NOLINT(google-explicit-constructor)
+    Value(int value) : storage_(std::int64_t { value }) { } // NOLINT(google-explicit-constructor)
+    Value(std::int64_t value) : storage_(value) { } // NOLINT(google-explicit-constructor)
+    Value(std::uint32_t value) : storage_(std::int64_t { value }) { } // NOLINT(google-explicit-constructor)
+    Value(double value) : storage_(value) { } // NOLINT(google-explicit-constructor)
+    Value(const char* value) : storage_(std::string(value)) { } // NOLINT(google-explicit-constructor)
+    Value(std::string value) : storage_(std::move(value)) { } // NOLINT(google-explicit-constructor)
+    Value(std::string_view value) : storage_(std::string(value)) { } // NOLINT(google-explicit-constructor)
+    Value(Data value) : storage_(std::move(value)) { } // NOLINT(google-explicit-constructor)
+    Value(Date value) : storage_(value) { } // NOLINT(google-explicit-constructor)
+    Value(URL value) : storage_(std::move(value)) { } // NOLINT(google-explicit-constructor)
+    Value(ArrayRef value); // NOLINT(google-explicit-constructor)
+    Value(DictionaryRef value); // NOLINT(google-explicit-constructor)
+    Value(std::shared_ptr<Array> value); // NOLINT(google-explicit-constructor)
+    Value(std::shared_ptr<Dictionary> value); // NOLINT(google-explicit-constructor)
     template <class T>
-        requires std::is_base_of_v<Object, T>
-    Value(std::shared_ptr<T> object)  // NOLINT(google-explicit-constructor)
+    requires std::is_base_of_v<Object, T> Value(std::shared_ptr<T> object) // NOLINT(google-explicit-constructor)
     {
         if (object) {
             storage_ = ObjectRef(std::move(object));
@@ -93,8 +92,7 @@ public:
     [[nodiscard]] ArrayRef array() const;
     [[nodiscard]] DictionaryRef dictionary() const;
     [[nodiscard]] ObjectRef object() const;
-    template <class T>
-    [[nodiscard]] std::shared_ptr<T> objectAs() const
+    template <class T> [[nodiscard]] std::shared_ptr<T> objectAs() const
     {
         return std::dynamic_pointer_cast<T>(object());
     }

@@ -19,8 +19,9 @@ public:
     virtual ~LMClientProtocol() = default;
 
     /// The service stopped the recording on its own.
-    virtual void stopRecordingWithError_movieURL(const platform::ErrorRef& error,
-                                                 const std::optional<platform::URL>& movieURL) = 0;
+    virtual void stopRecordingWithError_movieURL(
+        const platform::ErrorRef& error, const std::optional<platform::URL>& movieURL)
+        = 0;
     /// The broadcast service reported new information about the broadcast.
     virtual void updateBroadcastServiceInfo(const platform::DictionaryRef& serviceInfo) = 0;
 };

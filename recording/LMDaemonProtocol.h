@@ -17,8 +17,10 @@ namespace lumora {
 /// request is one-way; answers come only through the completion callbacks.
 class LMDaemonProtocol {
 public:
-    using StartHandler = std::function<void(const platform::ErrorRef& error, bool microphoneGranted, bool cameraGranted)>;
-    using StopHandler = std::function<void(const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error)>;
+    using StartHandler
+        = std::function<void(const platform::ErrorRef& error, bool microphoneGranted, bool cameraGranted)>;
+    using StopHandler
+        = std::function<void(const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error)>;
     using ErrorHandler = std::function<void(const platform::ErrorRef& error)>;
     using DiscardHandler = std::function<void()>;
 
@@ -31,19 +33,21 @@ public:
 
     /// Starts recording the windows whose layer context ids are given, at
     /// `windowSize` pixels.
-    virtual void startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
+    virtual void
+    startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
         const std::vector<std::uint32_t>& windowLayerContextIDs, platform::Size windowSize, bool microphoneEnabled,
-        bool cameraEnabled, bool broadcast, bool systemRecording, StartHandler handler) = 0;
+        bool cameraEnabled, bool broadcast, bool systemRecording, StartHandler handler)
+        = 0;
     virtual void setupBroadcastWithHostBundleID_broadcastExtensionBundleID_broadcastConfigurationData_userInfo_handler(
         const std::string& hostBundleID, const std::string& broadcastExtensionBundleID,
-        const platform::Data& broadcastConfigurationData, const platform::DictionaryRef& userInfo,
-        ErrorHandler handler) = 0;
+        const platform::Data& broadcastConfigurationData, const platform::DictionaryRef& userInfo, ErrorHandler handler)
+        = 0;
     virtual void stopRecordingWithHandler(StopHandler handler) = 0;
     /// Stops, cutting `startClipDuration` seconds from the beginning of the
     /// movie and `endClipDuration` seconds from its end.
-    virtual void stopRecordingWithStartClipDuration_endClipDuration_handler(double startClipDuration,
-                                                                           double endClipDuration,
-                                                                           StopHandler handler) = 0;
+    virtual void stopRecordingWithStartClipDuration_endClipDuration_handler(
+        double startClipDuration, double endClipDuration, StopHandler handler)
+        = 0;
     virtual void pauseRecording() = 0;
     virtual void resumeRecordingWithWindowLayerContextID(std::uint32_t windowLayerContextID) = 0;
     virtual void setMicrophoneEnabled(bool microphoneEnabled) = 0;

@@ -27,18 +27,18 @@ std::optional<platform::URL> LMDaemonProxy::cannedMovieURL()
 void LMDaemonProxy::
     startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
         const std::vector<std::uint32_t>& /*windowLayerContextIDs*/, platform::Size /*windowSize*/,
-        bool microphoneEnabled, bool cameraEnabled, bool /*broadcast*/, bool /*systemRecording*/,
-        StartHandler handler)
+        bool microphoneEnabled, bool cameraEnabled, bool /*broadcast*/, bool /*systemRecording*/, StartHandler handler)
 {
     if (handler) {
         handler(nullptr, microphoneEnabled, cameraEnabled);
     }
 }
 
-void LMDaemonProxy::setupBroadcastWithHostBundleID_broadcastExtensionBundleID_broadcastConfigurationData_userInfo_handler(
-    const std::string& /*hostBundleID*/, const std::string& /*broadcastExtensionBundleID*/,
-    const platform::Data& /*broadcastConfigurationData*/, const platform::DictionaryRef& /*userInfo*/,
-    ErrorHandler handler)
+void LMDaemonProxy::
+    setupBroadcastWithHostBundleID_broadcastExtensionBundleID_broadcastConfigurationData_userInfo_handler(
+        const std::string& /*hostBundleID*/, const std::string& /*broadcastExtensionBundleID*/,
+        const platform::Data& /*broadcastConfigurationData*/, const platform::DictionaryRef& /*userInfo*/,
+        ErrorHandler handler)
 {
     if (handler) {
         handler(nullptr);
@@ -52,28 +52,27 @@ void LMDaemonProxy::stopRecordingWithHandler(StopHandler handler)
     }
 }
 
-void LMDaemonProxy::stopRecordingWithStartClipDuration_endClipDuration_handler(double /*startClipDuration*/,
-                                                                              double /*endClipDuration*/,
-                                                                              StopHandler handler)
+void LMDaemonProxy::stopRecordingWithStartClipDuration_endClipDuration_handler(
+    double /*startClipDuration*/, double /*endClipDuration*/, StopHandler handler)
 {
     stopRecordingWithHandler(std::move(handler));
 }
 
-void LMDaemonProxy::pauseRecording() {}
+void LMDaemonProxy::pauseRecording() { }
 
-void LMDaemonProxy::resumeRecordingWithWindowLayerContextID(std::uint32_t /*windowLayerContextID*/) {}
+void LMDaemonProxy::resumeRecordingWithWindowLayerContextID(std::uint32_t /*windowLayerContextID*/) { }
 
-void LMDaemonProxy::setMicrophoneEnabled(bool /*microphoneEnabled*/) {}
+void LMDaemonProxy::setMicrophoneEnabled(bool /*microphoneEnabled*/) { }
 
 // The local service has no movie to throw away and never answers a discard.
-void LMDaemonProxy::discardRecordingWithHandler(DiscardHandler /*handler*/) {}
+void LMDaemonProxy::discardRecordingWithHandler(DiscardHandler /*handler*/) { }
 
-void LMDaemonProxy::clientDidBecomeActiveWithBundleID(const std::string& /*bundleID*/) {}
+void LMDaemonProxy::clientDidBecomeActiveWithBundleID(const std::string& /*bundleID*/) { }
 
-void LMDaemonProxy::clientDidResignActiveWithBundleID(const std::string& /*bundleID*/) {}
+void LMDaemonProxy::clientDidResignActiveWithBundleID(const std::string& /*bundleID*/) { }
 
-void LMDaemonProxy::stopRecordingWithError_movieURL(const platform::ErrorRef& /*error*/,
-                                                    const std::optional<platform::URL>& /*movieURL*/)
+void LMDaemonProxy::stopRecordingWithError_movieURL(
+    const platform::ErrorRef& /*error*/, const std::optional<platform::URL>& /*movieURL*/)
 {
     Log::ordinary("LMDaemonProxy: stopRecordingWithError:movieURL:");
 }
@@ -83,9 +82,9 @@ void LMDaemonProxy::updateBroadcastServiceInfo(const platform::DictionaryRef& /*
     Log::ordinary("LMDaemonProxy: updateBroadcastServiceInfo:");
 }
 
-void LMDaemonProxy::connection_handleInvocation_isReply(const std::shared_ptr<platform::ServiceConnection>& /*connection*/,
-                                                        const std::shared_ptr<platform::Invocation>& invocation,
-                                                        bool isReply)
+void LMDaemonProxy::connection_handleInvocation_isReply(
+    const std::shared_ptr<platform::ServiceConnection>& /*connection*/,
+    const std::shared_ptr<platform::Invocation>& invocation, bool isReply)
 {
     Log::ordinary("LMDaemonProxy: connection: handleInvocation:");
     if (isReply) {

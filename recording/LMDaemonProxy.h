@@ -29,7 +29,8 @@ public:
     void setConnection(std::shared_ptr<platform::ServiceConnection> connection) { connection_ = std::move(connection); }
 
     // LMDaemonProtocol
-    void startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
+    void
+    startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
         const std::vector<std::uint32_t>& windowLayerContextIDs, platform::Size windowSize, bool microphoneEnabled,
         bool cameraEnabled, bool broadcast, bool systemRecording, StartHandler handler) override;
     void setupBroadcastWithHostBundleID_broadcastExtensionBundleID_broadcastConfigurationData_userInfo_handler(
@@ -37,8 +38,8 @@ public:
         const platform::Data& broadcastConfigurationData, const platform::DictionaryRef& userInfo,
         ErrorHandler handler) override;
     void stopRecordingWithHandler(StopHandler handler) override;
-    void stopRecordingWithStartClipDuration_endClipDuration_handler(double startClipDuration, double endClipDuration,
-                                                                   StopHandler handler) override;
+    void stopRecordingWithStartClipDuration_endClipDuration_handler(
+        double startClipDuration, double endClipDuration, StopHandler handler) override;
     void pauseRecording() override;
     void resumeRecordingWithWindowLayerContextID(std::uint32_t windowLayerContextID) override;
     void setMicrophoneEnabled(bool microphoneEnabled) override;
@@ -47,14 +48,13 @@ public:
     void clientDidResignActiveWithBundleID(const std::string& bundleID) override;
 
     // LMClientProtocol
-    void stopRecordingWithError_movieURL(const platform::ErrorRef& error,
-                                         const std::optional<platform::URL>& movieURL) override;
+    void stopRecordingWithError_movieURL(
+        const platform::ErrorRef& error, const std::optional<platform::URL>& movieURL) override;
     void updateBroadcastServiceInfo(const platform::DictionaryRef& serviceInfo) override;
 
     // The connection's delegate hook.
     void connection_handleInvocation_isReply(const std::shared_ptr<platform::ServiceConnection>& connection,
-                                             const std::shared_ptr<platform::Invocation>& invocation,
-                                             bool isReply) override;
+        const std::shared_ptr<platform::Invocation>& invocation, bool isReply) override;
 
     [[nodiscard]] std::string className() const override { return "LMDaemonProxy"; }
 

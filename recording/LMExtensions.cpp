@@ -16,9 +16,8 @@ std::shared_ptr<Bundle> LMExtensions::_lmFrameworkBundle()
 {
     static std::once_flag once;
     static std::shared_ptr<Bundle> framework;
-    std::call_once(once, [] {
-        framework = Bundle::bundleWithURL(platform::URL::fileURLWithPath(std::string(FrameworkBundlePath)));
-    });
+    std::call_once(once,
+        [] { framework = Bundle::bundleWithURL(platform::URL::fileURLWithPath(std::string(FrameworkBundlePath))); });
     return framework;
 }
 

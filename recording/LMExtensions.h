@@ -33,8 +33,8 @@ public:
     /// with `bundleID` prefers for the user's languages. With no such bundle,
     /// or no localization in common, the framework's string in its ordinary
     /// localization.
-    static std::optional<std::string> _lmLocalizedStringFromFrameworkBundleWithKey_bundleID(const std::string& key,
-                                                                                           const std::string& bundleID);
+    static std::optional<std::string> _lmLocalizedStringFromFrameworkBundleWithKey_bundleID(
+        const std::string& key, const std::string& bundleID);
 };
 
 } // namespace lumora

@@ -29,8 +29,8 @@ std::string_view LumoraErrors::messageForCode(std::int64_t code)
     }
 }
 
-platform::ErrorRef LumoraErrors::_lmUserErrorForCode_userInfo(std::int64_t code,
-                                                               const platform::DictionaryRef& userInfo)
+platform::ErrorRef LumoraErrors::_lmUserErrorForCode_userInfo(
+    std::int64_t code, const platform::DictionaryRef& userInfo)
 {
     auto info = userInfo ? std::make_shared<platform::Dictionary>(*userInfo) : std::make_shared<platform::Dictionary>();
     (*info)[std::string(platform::Error::LocalizedDescriptionKey)] = platform::Value(messageForCode(code));

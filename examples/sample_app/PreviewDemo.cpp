@@ -2,6 +2,6 @@
 
 namespace lumora::sample {
 
-void runPreviewDemo() {}
+void runPreviewDemo() { }
 
 } // namespace lumora::sample

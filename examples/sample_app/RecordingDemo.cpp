@@ -2,6 +2,6 @@
 
 namespace lumora::sample {
 
-void runRecordingDemo() {}
+void runRecordingDemo() { }
 
 } // namespace lumora::sample

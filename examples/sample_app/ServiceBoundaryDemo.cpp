@@ -25,29 +25,32 @@ void runServiceBoundaryDemo()
     fmt::print("Localizations: {}\n", fmt::join(framework->localizations(), ", "));
     const auto main = platform::Bundle::mainBundle();
     fmt::print("Running app: {} ({})\n", main ? LMExtensions::_lmLocalizedAppName(*main) : "?",
-               main ? main->bundleIdentifier().value_or("?") : "?");
+        main ? main->bundleIdentifier().value_or("?") : "?");
 
     say("Framework strings in the app's language, for different users");
-    for (const auto& languages : {std::vector<std::string>{"en"}, std::vector<std::string>{"fr-FR", "en"},
-                                  std::vector<std::string>{"ja", "fr"}}) {
+    for (const auto& languages : { std::vector<std::string> { "en" }, std::vector<std::string> { "fr-FR", "en" },
+             std::vector<std::string> { "ja", "fr" } }) {
         platform::host::SimulatedDevice::shared().setPreferredLanguages(languages);
-        const auto text =
-            LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.lumora.sample");
-        fmt::print("User reads {:<12} -> app name \"{}\", STOP_RECORDING = \"{}\"\n", fmt::format("{}", fmt::join(languages, ",")),
-                   main ? LMExtensions::_lmLocalizedAppName(*main) : "?", text.value_or("(absent)"));
+        const auto text = LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID(
+            "STOP_RECORDING", "com.lumora.sample");
+        fmt::print("User reads {:<12} -> app name \"{}\", STOP_RECORDING = \"{}\"\n",
+            fmt::format("{}", fmt::join(languages, ",")), main ? LMExtensions::_lmLocalizedAppName(*main) : "?",
+            text.value_or("(absent)"));
     }
-    platform::host::SimulatedDevice::shared().setPreferredLanguages({"en"});
+    platform::host::SimulatedDevice::shared().setPreferredLanguages({ "en" });
 
     say("The local recording service");
     const auto proxy = LMDaemonProxy::daemonProxy();
-    proxy->startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
-        {1}, {750, 1334}, true, false, false, false, [](const platform::ErrorRef& error, bool microphone, bool camera) {
-            fmt::print("start answered: error={} microphone={} camera={}\n", error ? error->description() : "none",
-                       microphone, camera);
-        });
+    proxy
+        ->startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
+            { 1 }, { 750, 1334 }, true, false, false, false,
+            [](const platform::ErrorRef& error, bool microphone, bool camera) {
+                fmt::print("start answered: error={} microphone={} camera={}\n", error ? error->description() : "none",
+                    microphone, camera);
+            });
     proxy->stopRecordingWithHandler([](const std::optional<platform::URL>& url, const platform::ErrorRef& error) {
-        fmt::print("stop answered: movie={} error={}\n", url ? url->path() : "none",
-                   error ? error->description() : "none");
+        fmt::print(
+            "stop answered: movie={} error={}\n", url ? url->path() : "none", error ? error->description() : "none");
     });
     proxy->discardRecordingWithHandler([] { fmt::print("discard answered (the local service never does)\n"); });
 

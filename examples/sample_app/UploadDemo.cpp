@@ -2,6 +2,6 @@
 
 namespace lumora::sample {
 
-void runUploadDemo() {}
+void runUploadDemo() { }
 
 } // namespace lumora::sample

@@ -27,7 +27,7 @@ LanguageTag parseTag(const std::string& tag)
     std::string canonical = tag;
     std::replace(canonical.begin(), canonical.end(), '-', '_');
     const icu::Locale locale = icu::Locale::createCanonical(canonical.c_str());
-    return {locale.getLanguage(), locale.getScript(), locale.getCountry()};
+    return { locale.getLanguage(), locale.getScript(), locale.getCountry() };
 }
 
 bool isDirectory(const std::string& path)
@@ -72,8 +72,8 @@ std::shared_ptr<Bundle> Bundle::mainBundle()
     return host::SimulatedDevice::shared().mainBundle();
 }
 
-std::vector<std::string> Bundle::preferredLocalizationsFromArray(const std::vector<std::string>& localizations,
-                                                                 const std::vector<std::string>& preferences)
+std::vector<std::string> Bundle::preferredLocalizationsFromArray(
+    const std::vector<std::string>& localizations, const std::vector<std::string>& preferences)
 {
     std::vector<std::string> chosen;
     const auto choose = [&chosen](const std::string& localization) {
@@ -90,8 +90,8 @@ std::vector<std::string> Bundle::preferredLocalizationsFromArray(const std::vect
         // language alone.
         for (const auto& localization : localizations) {
             const LanguageTag offered = parseTag(localization);
-            if (offered.language == wanted.language && offered.script == wanted.script &&
-                offered.region == wanted.region) {
+            if (offered.language == wanted.language && offered.script == wanted.script
+                && offered.region == wanted.region) {
                 choose(localization);
             }
         }
@@ -126,7 +126,8 @@ DictionaryRef Bundle::localizedInfoDictionary() const
 {
     const auto preferred = preferredLocalizations();
     if (!preferred.empty()) {
-        if (auto localized = dictionaryWithContentsOfFile(path_ + "/" + preferred.front() + ".lproj/InfoPlist.strings")) {
+        if (auto localized
+            = dictionaryWithContentsOfFile(path_ + "/" + preferred.front() + ".lproj/InfoPlist.strings")) {
             return localized;
         }
     }
@@ -139,7 +140,8 @@ std::vector<std::string> Bundle::localizations() const
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(path_, error)) {
         const std::string name = entry.path().filename().string();
-        if (entry.is_directory(error) && name.size() > kLocalizationSuffix.size() && name.ends_with(kLocalizationSuffix)) {
+        if (entry.is_directory(error) && name.size() > kLocalizationSuffix.size()
+            && name.ends_with(kLocalizationSuffix)) {
             found.push_back(name.substr(0, name.size() - kLocalizationSuffix.size()));
         }
     }
@@ -161,8 +163,7 @@ std::vector<std::string> Bundle::preferredLocalizations() const
 }
 
 std::optional<std::string> Bundle::pathForResource(const std::string& name, const std::string& extension,
-                                                   const std::string& subdirectory,
-                                                   const std::string& localization) const
+    const std::string& subdirectory, const std::string& localization) const
 {
     const std::string file = extension.empty() ? name : name + "." + extension;
     const std::string base = subdirectory.empty() ? path_ : path_ + "/" + subdirectory;
@@ -189,9 +190,8 @@ std::optional<URL> Bundle::URLForResource(const std::string& name, const std::st
     return std::nullopt;
 }
 
-std::optional<std::string> Bundle::localizedStringForKey(const std::string& key,
-                                                         const std::optional<std::string>& value,
-                                                         const std::string& table) const
+std::optional<std::string> Bundle::localizedStringForKey(
+    const std::string& key, const std::optional<std::string>& value, const std::string& table) const
 {
     const std::string tableName = table.empty() ? "Localizable" : table;
     for (const auto& localization : preferredLocalizations()) {

@@ -21,8 +21,8 @@ struct Timer {
 
 struct ClockState {
     std::mutex mutex;
-    std::optional<double> frozenNow;    // seconds since 1970 while held still
-    double frozenUptime = 0;            // uptime while held still
+    std::optional<double> frozenNow; // seconds since 1970 while held still
+    double frozenUptime = 0; // uptime while held still
     // Deadlines are in uptime seconds; equal deadlines fire in scheduling order.
     std::multimap<double, Timer> timers;
     std::thread ticker;
@@ -90,7 +90,7 @@ std::shared_ptr<void> Clock::scheduleAfter(double delay, std::function<void()> t
     bool frozen = false;
     {
         std::lock_guard lock(state().mutex);
-        state().timers.emplace(deadline, Timer{std::move(task), cancelled});
+        state().timers.emplace(deadline, Timer { std::move(task), cancelled });
         frozen = state().frozenNow.has_value();
     }
     if (!frozen) {
@@ -111,7 +111,7 @@ std::shared_ptr<void> Clock::scheduleAfter(double delay, std::function<void()> t
         }).detach();
     }
     // The cancellation flag is only touched on the MainQueue, where timers run.
-    return {nullptr, [cancelled](void* /*unused*/) { *cancelled = true; }};
+    return { nullptr, [cancelled](void* /*unused*/) { *cancelled = true; } };
 }
 
 namespace host {

@@ -68,7 +68,7 @@ public:
     {
         std::unique_lock lock(mutex_);
         changed_.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(5)),
-                            [this] { return pending_ > 0; });
+            [this] { return pending_ > 0; });
     }
 
 private:
@@ -87,7 +87,7 @@ MainQueueImpl& mainQueue()
 
 class ConcurrentQueue final : public DispatchQueue {
 public:
-    explicit ConcurrentQueue(std::string label) : label_(std::move(label)) {}
+    explicit ConcurrentQueue(std::string label) : label_(std::move(label)) { }
 
     void async(Task task) override
     {
@@ -105,7 +105,7 @@ private:
 
 class SerialQueue final : public DispatchQueue, public std::enable_shared_from_this<SerialQueue> {
 public:
-    explicit SerialQueue(std::string label) : label_(std::move(label)), strand_(workerPool().get_executor()) {}
+    explicit SerialQueue(std::string label) : label_(std::move(label)), strand_(workerPool().get_executor()) { }
 
     void async(Task task) override
     {

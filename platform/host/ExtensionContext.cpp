@@ -6,14 +6,13 @@ namespace lumora::platform {
 
 ExtensionContext::ExtensionContext(ExtensionItems inputItems, OutcomeHandler onEnd)
     : inputItems_(std::move(inputItems)), onEnd_(std::move(onEnd))
-{
-}
+{ }
 
-void ExtensionContext::completeRequestReturningItems_completionHandler(ExtensionItems items,
-                                                                       const std::function<void(bool)>& completion)
+void ExtensionContext::completeRequestReturningItems_completionHandler(
+    ExtensionItems items, const std::function<void(bool)>& completion)
 {
     if (onEnd_) {
-        onEnd_(Outcome{std::move(items), nullptr});
+        onEnd_(Outcome { std::move(items), nullptr });
     }
     if (completion) {
         host::postToPlatformThread([completion] { completion(false); });
@@ -23,7 +22,7 @@ void ExtensionContext::completeRequestReturningItems_completionHandler(Extension
 void ExtensionContext::cancelRequestWithError(const ErrorRef& error)
 {
     if (onEnd_) {
-        onEnd_(Outcome{{}, error});
+        onEnd_(Outcome { {}, error });
     }
 }
 

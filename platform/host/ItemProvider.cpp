@@ -7,24 +7,21 @@
 namespace lumora::platform {
 
 ItemProvider::ItemProvider(Value item, std::string typeIdentifier)
-    : types_{std::move(typeIdentifier)},
+    : types_ { std::move(typeIdentifier) },
       loader_([item = std::move(item)](const LoadCompletion& completion) { completion(item, nullptr); })
-{
-}
+{ }
 
 ItemProvider::ItemProvider(std::string typeIdentifier, Loader loader)
-    : types_{std::move(typeIdentifier)}, loader_(std::move(loader))
-{
-}
+    : types_ { std::move(typeIdentifier) }, loader_(std::move(loader))
+{ }
 
 bool ItemProvider::hasItemConformingToTypeIdentifier(std::string_view typeIdentifier) const
 {
     return std::find(types_.begin(), types_.end(), typeIdentifier) != types_.end();
 }
 
-void ItemProvider::loadItemForTypeIdentifier_options_completionHandler(const std::string& typeIdentifier,
-                                                                       const DictionaryRef& /*options*/,
-                                                                       LoadCompletion completion) const
+void ItemProvider::loadItemForTypeIdentifier_options_completionHandler(
+    const std::string& typeIdentifier, const DictionaryRef& /*options*/, LoadCompletion completion) const
 {
     if (!completion) {
         return;

@@ -15,7 +15,7 @@ void NotificationCenter::addObserver(const std::shared_ptr<Object>& observer, st
     std::lock_guard lock(mutex_);
     auto delivery = std::make_shared<Delivery>();
     delivery->handler = std::move(handler);
-    registrations_.push_back(Registration{observer, observer.get(), std::move(name), std::move(delivery)});
+    registrations_.push_back(Registration { observer, observer.get(), std::move(name), std::move(delivery) });
 }
 
 void NotificationCenter::removeObserver(const Object* observer)
@@ -33,7 +33,7 @@ void NotificationCenter::removeObserver(const Object* observer)
 
 void NotificationCenter::postNotificationName(const std::string& name, ObjectRef object, DictionaryRef userInfo)
 {
-    const Notification notification{name, std::move(object), std::move(userInfo)};
+    const Notification notification { name, std::move(object), std::move(userInfo) };
     // Deliver to a snapshot, so handlers may change registrations while running.
     std::vector<std::pair<std::shared_ptr<Object>, std::shared_ptr<Delivery>>> targets;
     {
@@ -55,9 +55,8 @@ void NotificationCenter::postNotificationName(const std::string& name, ObjectRef
 std::size_t NotificationCenter::observerCount(const std::string& name)
 {
     std::lock_guard lock(mutex_);
-    return static_cast<std::size_t>(std::count_if(registrations_.begin(), registrations_.end(), [&](const Registration& r) {
-        return r.name == name && !r.observer.expired();
-    }));
+    return static_cast<std::size_t>(std::count_if(registrations_.begin(), registrations_.end(),
+        [&](const Registration& r) { return r.name == name && !r.observer.expired(); }));
 }
 
 } // namespace lumora::platform

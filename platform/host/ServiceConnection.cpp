@@ -5,9 +5,9 @@
 namespace lumora::platform {
 
 ServiceConnection::ServiceConnection(std::string serviceName)
-    : serviceName_(std::move(serviceName)), queue_(DispatchQueue::makeSerial("com.lumora.platform.connection." + serviceName_))
-{
-}
+    : serviceName_(std::move(serviceName)),
+      queue_(DispatchQueue::makeSerial("com.lumora.platform.connection." + serviceName_))
+{ }
 
 void ServiceConnection::receiveInvocation(std::shared_ptr<Invocation> invocation, bool isReply)
 {

@@ -22,7 +22,7 @@ void SimulatedDevice::reset()
         mounts_.clear();
         bundles_.clear();
         mainBundle_.reset();
-        languages_ = {"en"};
+        languages_ = { "en" };
         localeIdentifier_ = "en_US";
     }
     HostClock::release();
@@ -46,8 +46,8 @@ std::string SimulatedDevice::resolvePath(const std::string& devicePath) const
         if (devicePath == mountPoint) {
             return hostPath;
         }
-        if (devicePath.size() > mountPoint.size() && devicePath.starts_with(mountPoint) &&
-            devicePath[mountPoint.size()] == '/') {
+        if (devicePath.size() > mountPoint.size() && devicePath.starts_with(mountPoint)
+            && devicePath[mountPoint.size()] == '/') {
             return hostPath + devicePath.substr(mountPoint.size());
         }
     }

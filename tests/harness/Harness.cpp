@@ -36,8 +36,7 @@ LogCapture::LogCapture()
           std::lock_guard lock(state->mutex);
           state->entries.push_back(entry);
       }))
-{
-}
+{ }
 
 std::vector<platform::Log::Entry> LogCapture::entries() const
 {
@@ -66,8 +65,8 @@ std::size_t LogCapture::count(std::string_view text) const
 bool LogCapture::contains(std::string_view text, platform::Log::Level level) const
 {
     const auto all = entries();
-    return std::any_of(all.begin(), all.end(),
-                       [&](const auto& entry) { return entry.text == text && entry.level == level; });
+    return std::any_of(
+        all.begin(), all.end(), [&](const auto& entry) { return entry.text == text && entry.level == level; });
 }
 
 void LogCapture::clear()

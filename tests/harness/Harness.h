@@ -33,8 +33,8 @@ inline std::size_t drainMainQueue()
 }
 
 /// Drains the MainQueue until `condition` holds, for at most `timeout`.
-inline bool runUntil(const std::function<bool()>& condition,
-                     std::chrono::milliseconds timeout = std::chrono::seconds(5))
+inline bool runUntil(
+    const std::function<bool()>& condition, std::chrono::milliseconds timeout = std::chrono::seconds(5))
 {
     return platform::MainQueue::runUntil(condition, timeout);
 }
@@ -64,8 +64,7 @@ private:
 /// Turns a callback into values a test can wait for. `callback()` hands out a
 /// function that records each call (from any thread); `wait()` drains the
 /// MainQueue until a call has arrived.
-template <class... Args>
-class CallbackRecorder {
+template <class... Args> class CallbackRecorder {
 public:
     using Call = std::tuple<std::decay_t<Args>...>;
 

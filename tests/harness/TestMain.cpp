@@ -16,6 +16,6 @@ public:
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleMock(&argc, argv);
-    ::testing::AddGlobalTestEnvironment(new DeviceEnvironment);  // NOLINT(cppcoreguidelines-owning-memory)
+    ::testing::AddGlobalTestEnvironment(new DeviceEnvironment); // NOLINT(cppcoreguidelines-owning-memory)
     return RUN_ALL_TESTS();
 }

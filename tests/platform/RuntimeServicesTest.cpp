@@ -14,10 +14,11 @@ namespace {
 
 TEST(Log, FormatsThePublishedPlaceholders)
 {
-    EXPECT_EQ(Log::format("code %i", {Log::Arg(-5803)}), "code -5803");
+    EXPECT_EQ(Log::format("code %i", { Log::Arg(-5803) }), "code -5803");
     // "%i" is a 32-bit int: wider values keep their low 32 bits.
-    EXPECT_EQ(Log::format("%i", {Log::Arg(std::int64_t{0x1'0000'0005})}), "5");
-    EXPECT_EQ(Log::format("%@ and %s, 100%%", {Log::Arg("this"), Log::Arg(std::string("that"))}), "this and that, 100%");
+    EXPECT_EQ(Log::format("%i", { Log::Arg(std::int64_t { 0x1'0000'0005 }) }), "5");
+    EXPECT_EQ(
+        Log::format("%@ and %s, 100%%", { Log::Arg("this"), Log::Arg(std::string("that")) }), "this and that, 100%");
     // A placeholder without an argument is written as it stands.
     EXPECT_EQ(Log::format("broadcast configuration = %@", {}), "broadcast configuration = %@");
 }
@@ -78,7 +79,7 @@ TEST(DispatchQueue, MainQueueRunsOnlyWhenDrainedAndInOrder)
     DispatchQueue::main().async([&] { order.push_back(2); });
     EXPECT_TRUE(order.empty());
     EXPECT_EQ(test::drainMainQueue(), 3U);
-    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(order, (std::vector<int> { 1, 2, 3 }));
 }
 
 TEST(DispatchQueue, SerialQueuesRunOneTaskAtATimeInOrder)
@@ -86,9 +87,9 @@ TEST(DispatchQueue, SerialQueuesRunOneTaskAtATimeInOrder)
     const auto queue = DispatchQueue::makeSerial("com.lumora.test.serial");
     constexpr int kTasks = 200;
     std::vector<int> order;
-    std::atomic<int> running{0};
-    std::atomic<bool> overlapped{false};
-    std::atomic<int> done{0};
+    std::atomic<int> running { 0 };
+    std::atomic<bool> overlapped { false };
+    std::atomic<int> done { 0 };
     for (int i = 0; i < kTasks; ++i) {
         queue->async([&, i] {
             if (running.fetch_add(1) != 0) {
@@ -122,29 +123,29 @@ TEST(Clock, TimersFireWhenTheHeldClockIsAdvancedPastThem)
     EXPECT_TRUE(fired.empty());
     device.advanceClock(0.31);
     test::drainMainQueue();
-    EXPECT_EQ(fired, (std::vector<std::string>{"early", "late"}));
+    EXPECT_EQ(fired, (std::vector<std::string> { "early", "late" }));
     EXPECT_DOUBLE_EQ(Clock::now().timeIntervalSinceDate(start), 0.5);
 }
 
 TEST(Bundle, PreferredLocalizationsFollowTheUsersOrderAndMatchOnLanguage)
 {
-    const std::vector<std::string> offered{"de", "en", "fr", "fr-CA", "pt-BR"};
-    EXPECT_EQ(Bundle::preferredLocalizationsFromArray(offered, {"fr-CA", "en"}),
-              (std::vector<std::string>{"fr-CA", "fr", "en"}));
-    EXPECT_EQ(Bundle::preferredLocalizationsFromArray(offered, {"pt_PT"}), (std::vector<std::string>{"pt-BR"}));
-    EXPECT_TRUE(Bundle::preferredLocalizationsFromArray(offered, {"it", "ja"}).empty());
-    EXPECT_TRUE(Bundle::preferredLocalizationsFromArray({}, {"en"}).empty());
+    const std::vector<std::string> offered { "de", "en", "fr", "fr-CA", "pt-BR" };
+    EXPECT_EQ(Bundle::preferredLocalizationsFromArray(offered, { "fr-CA", "en" }),
+        (std::vector<std::string> { "fr-CA", "fr", "en" }));
+    EXPECT_EQ(Bundle::preferredLocalizationsFromArray(offered, { "pt_PT" }), (std::vector<std::string> { "pt-BR" }));
+    EXPECT_TRUE(Bundle::preferredLocalizationsFromArray(offered, { "it", "ja" }).empty());
+    EXPECT_TRUE(Bundle::preferredLocalizationsFromArray({}, { "en" }).empty());
 }
 
 TEST(Bundle, LocalizedStringsComeFromThePreferredTableAndAreAbsentWhenMissing)
 {
     const Bundle framework(test::frameworkBundleDirectory());
-    host::SimulatedDevice::shared().setPreferredLanguages({"de"});
+    host::SimulatedDevice::shared().setPreferredLanguages({ "de" });
     EXPECT_EQ(framework.localizedStringForKey("PREVIEW_DONE", std::nullopt, "Localizable"), "Fertig");
     EXPECT_EQ(framework.localizedStringForKey("MISSING", std::nullopt, "Localizable"), std::nullopt);
     EXPECT_EQ(framework.localizedStringForKey("MISSING", std::string("fallback"), "Localizable"), "fallback");
     // No language in common: the development region answers.
-    host::SimulatedDevice::shared().setPreferredLanguages({"sv"});
+    host::SimulatedDevice::shared().setPreferredLanguages({ "sv" });
     EXPECT_EQ(framework.localizedStringForKey("PREVIEW_DONE", std::nullopt, ""), "Done");
 }
 

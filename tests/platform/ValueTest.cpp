@@ -1,6 +1,6 @@
+#include "platform/Value.h"
 #include "platform/PropertyList.h"
 #include "platform/URL.h"
-#include "platform/Value.h"
 
 #include <gtest/gtest.h>
 
@@ -31,13 +31,14 @@ TEST(Value, NumbersReadAcrossKindsAndOtherKindsReadAsZero)
     EXPECT_EQ(Value(-2.9).int64Value(), -2);
     EXPECT_EQ(Value(1e300).int64Value(), 0);
     EXPECT_EQ(Value("12").int64Value(), 0);
-    EXPECT_TRUE(Value(std::int64_t{3}).boolValue());
+    EXPECT_TRUE(Value(std::int64_t { 3 }).boolValue());
     EXPECT_FALSE(Value().boolValue());
 }
 
 TEST(Value, ContainersCompareByContentsAndKeepIdentity)
 {
-    auto a = std::make_shared<Dictionary>(Dictionary{{"k", Value(1)}, {"list", Value(std::make_shared<Array>(Array{Value("x")}))}});
+    auto a = std::make_shared<Dictionary>(
+        Dictionary { { "k", Value(1) }, { "list", Value(std::make_shared<Array>(Array { Value("x") })) } });
     auto b = std::make_shared<Dictionary>(*a);
     EXPECT_EQ(Value(a), Value(b));
     EXPECT_NE(Value(a).dictionary().get(), Value(b).dictionary().get());
@@ -53,9 +54,9 @@ TEST(PropertyList, RoundTripsBothFormatsAndRefusesGarbage)
     (*dictionary)["count"] = Value(42);
     (*dictionary)["ratio"] = Value(0.5);
     (*dictionary)["flag"] = Value(true);
-    (*dictionary)["bytes"] = Value(Data(std::vector<std::uint8_t>{0, 1, 2, 255}));
-    (*dictionary)["list"] = Value(std::make_shared<Array>(Array{Value("a"), Value(2)}));
-    for (const auto format : {PropertyList::Format::XML, PropertyList::Format::Binary}) {
+    (*dictionary)["bytes"] = Value(Data(std::vector<std::uint8_t> { 0, 1, 2, 255 }));
+    (*dictionary)["list"] = Value(std::make_shared<Array>(Array { Value("a"), Value(2) }));
+    for (const auto format : { PropertyList::Format::XML, PropertyList::Format::Binary }) {
         const auto data = PropertyList::dataFromValue(Value(dictionary), format);
         ASSERT_TRUE(data);
         EXPECT_EQ(PropertyList::valueFromData(*data), Value(dictionary));

@@ -5,8 +5,8 @@
 #include "platform/ServiceConnection.h"
 #include "tests/harness/Harness.h"
 
-#include <filesystem>
 #include <condition_variable>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 
@@ -33,16 +33,18 @@ TEST(LMDaemonProxy, SharedProxyIsOneObject)
 TEST(LMDaemonProxy, StartAnswersBeforeReturningWithWhatWasAsked)
 {
     const auto proxy = LMDaemonProxy::daemonProxy();
-    for (const auto& [microphone, camera] : {std::pair{true, false}, std::pair{false, true}}) {
+    for (const auto& [microphone, camera] : { std::pair { true, false }, std::pair { false, true } }) {
         int calls = 0;
-        proxy->startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
-            {7U}, {640, 1136}, microphone, camera, true, false,
-            [&, microphone = microphone, camera = camera](const platform::ErrorRef& error, bool micGranted, bool camGranted) {
-                ++calls;
-                EXPECT_EQ(error, nullptr);
-                EXPECT_EQ(micGranted, microphone);
-                EXPECT_EQ(camGranted, camera);
-            });
+        proxy
+            ->startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
+                { 7U }, { 640, 1136 }, microphone, camera, true, false,
+                [&, microphone = microphone, camera = camera](
+                    const platform::ErrorRef& error, bool micGranted, bool camGranted) {
+                    ++calls;
+                    EXPECT_EQ(error, nullptr);
+                    EXPECT_EQ(micGranted, microphone);
+                    EXPECT_EQ(camGranted, camera);
+                });
         EXPECT_EQ(calls, 1);
     }
 }
@@ -102,11 +104,12 @@ TEST(LMDaemonProxy, StopsAnswerWithNoURLAndNoErrorWhenTheMovieIsMissing)
     const std::string moved = cannedMoviePath() + ".away";
     std::filesystem::rename(cannedMoviePath(), moved);
     int calls = 0;
-    LMDaemonProxy::daemonProxy()->stopRecordingWithHandler([&](const std::optional<URL>& url, const platform::ErrorRef& error) {
-        ++calls;
-        EXPECT_EQ(url, std::nullopt);
-        EXPECT_EQ(error, nullptr);
-    });
+    LMDaemonProxy::daemonProxy()->stopRecordingWithHandler(
+        [&](const std::optional<URL>& url, const platform::ErrorRef& error) {
+            ++calls;
+            EXPECT_EQ(url, std::nullopt);
+            EXPECT_EQ(error, nullptr);
+        });
     std::filesystem::rename(moved, cannedMoviePath());
     EXPECT_EQ(calls, 1);
 }
@@ -124,14 +127,14 @@ struct RecordedRun {
 std::shared_ptr<Invocation> makeInvocation(const std::shared_ptr<RecordedRun>& run)
 {
     auto target = std::make_shared<platform::Object>();
-    return std::make_shared<Invocation>(target, "reply:", std::vector<platform::Value>{},
-                                        [run](const platform::ObjectRef& /*target*/, const std::vector<platform::Value>&) {
-                                            std::lock_guard lock(run->mutex);
-                                            run->ran = true;
-                                            run->onMainQueue = platform::MainQueue::isCurrent();
-                                            run->queue = DispatchQueue::current();
-                                            run->changed.notify_all();
-                                        });
+    return std::make_shared<Invocation>(target, "reply:", std::vector<platform::Value> {},
+        [run](const platform::ObjectRef& /*target*/, const std::vector<platform::Value>&) {
+            std::lock_guard lock(run->mutex);
+            run->ran = true;
+            run->onMainQueue = platform::MainQueue::isCurrent();
+            run->queue = DispatchQueue::current();
+            run->changed.notify_all();
+        });
 }
 
 TEST(LMDaemonProxyConnection, RepliesArePerformedLaterOnTheMainQueue)
@@ -148,10 +151,11 @@ TEST(LMDaemonProxyConnection, RepliesArePerformedLaterOnTheMainQueue)
     EXPECT_TRUE(run->ran);
     EXPECT_TRUE(run->onMainQueue);
     EXPECT_TRUE(invocation->argumentsRetained());
-    EXPECT_EQ(log.texts(), (std::vector<std::string>{
-                               "LMDaemonProxy: connection: handleInvocation:",
-                               "LMDaemonProxy: connection: handleInvocation: recieved reply for invocation",
-                           }));
+    EXPECT_EQ(log.texts(),
+        (std::vector<std::string> {
+            "LMDaemonProxy: connection: handleInvocation:",
+            "LMDaemonProxy: connection: handleInvocation: recieved reply for invocation",
+        }));
 }
 
 TEST(LMDaemonProxyConnection, IncomingCallsArePerformedAtOnceOnTheConnectionsThread)
@@ -180,8 +184,8 @@ TEST(Invocation, RetainingKeepsObjectArgumentsAlive)
 {
     auto kept = std::make_shared<platform::Object>();
     auto dropped = std::make_shared<platform::Object>();
-    Invocation retained(nullptr, "a:", {platform::Value(kept)}, {});
-    Invocation unretained(nullptr, "a:", {platform::Value(dropped)}, {});
+    Invocation retained(nullptr, "a:", { platform::Value(kept) }, {});
+    Invocation unretained(nullptr, "a:", { platform::Value(dropped) }, {});
     retained.retainArguments();
     const auto* keptAddress = kept.get();
     kept.reset();

@@ -33,7 +33,7 @@ TEST_F(LMExtensionsTest, AppNameFallsBackFromLocalizedDisplayNameToDisplayNameTo
 TEST_F(LMExtensionsTest, LocalizedDisplayNameFollowsTheUsersLanguage)
 {
     const auto bundle = install("LocalizedApp.app");
-    SimulatedDevice::shared().setPreferredLanguages({"fr-CA", "en"});
+    SimulatedDevice::shared().setPreferredLanguages({ "fr-CA", "en" });
     EXPECT_EQ(LMExtensions::_lmLocalizedAppName(*bundle), "Affichage localisé");
 }
 
@@ -52,35 +52,38 @@ TEST_F(LMExtensionsTest, FrameworkStringsComeInTheLanguageTheAppIsLocalizedIn)
     install("FrenchApp.app");
     install("GermanAndFrenchApp.app");
     // The user reads German first, but the French-only app decides the language.
-    SimulatedDevice::shared().setPreferredLanguages({"de", "fr"});
-    EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.example.french"),
-              "Arrêter l’enregistrement");
-    EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING",
-                                                                                  "com.example.germanfrench"),
-              "Aufnahme beenden");
+    SimulatedDevice::shared().setPreferredLanguages({ "de", "fr" });
+    EXPECT_EQ(
+        LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.example.french"),
+        "Arrêter l’enregistrement");
+    EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID(
+                  "STOP_RECORDING", "com.example.germanfrench"),
+        "Aufnahme beenden");
     EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("NO_SUCH_KEY", "com.example.french"),
-              std::nullopt);
+        std::nullopt);
 }
 
 TEST_F(LMExtensionsTest, AnAppLanguageTheFrameworkLacksYieldsAbsentNotTheFallback)
 {
     install("ItalianApp.app");
-    SimulatedDevice::shared().setPreferredLanguages({"it", "en"});
-    EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.example.italian"),
-              std::nullopt);
+    SimulatedDevice::shared().setPreferredLanguages({ "it", "en" });
+    EXPECT_EQ(
+        LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.example.italian"),
+        std::nullopt);
 }
 
 TEST_F(LMExtensionsTest, WithoutALanguageInCommonTheFrameworksOrdinaryLocalizationAnswers)
 {
     install("ItalianApp.app");
-    SimulatedDevice::shared().setPreferredLanguages({"ja", "en"});
+    SimulatedDevice::shared().setPreferredLanguages({ "ja", "en" });
     // No bundle at all, and a bundle that shares no language with the user.
     EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.example.none"),
-              "収録を停止");
-    EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.example.italian"),
-              "収録を停止");
+        "収録を停止");
+    EXPECT_EQ(
+        LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.example.italian"),
+        "収録を停止");
     EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("NO_SUCH_KEY", "com.example.none"),
-              std::nullopt);
+        std::nullopt);
 }
 
 TEST_F(LMExtensionsTest, FrameworkBundleIsCreatedOnceForConcurrentFirstCallers)
@@ -109,8 +112,8 @@ TEST_F(LMExtensionsTest, FrameworkBundleIsNeverLookedUpAgain)
 {
     const auto first = LMExtensions::_lmFrameworkBundle();
     // Even if the framework moved, the first answer stands.
-    SimulatedDevice::shared().mountDirectory(std::string(LMExtensions::FrameworkBundlePath),
-                                             test::fixturesDirectory() + "/bundles/NameOnly.app");
+    SimulatedDevice::shared().mountDirectory(
+        std::string(LMExtensions::FrameworkBundlePath), test::fixturesDirectory() + "/bundles/NameOnly.app");
     EXPECT_EQ(LMExtensions::_lmFrameworkBundle().get(), first.get());
 }
 
@@ -122,14 +125,14 @@ namespace {
 
 TEST(LMExtensionsWithoutFramework, AMissingFrameworkStaysMissingAndStopsAnswerWithoutAMovie)
 {
-    platform::host::SimulatedDevice::shared().reset();  // nothing mounted at the framework's path
+    platform::host::SimulatedDevice::shared().reset(); // nothing mounted at the framework's path
     EXPECT_EQ(LMExtensions::_lmFrameworkBundle(), nullptr);
 
-    platform::host::SimulatedDevice::shared().mountDirectory(std::string(LMExtensions::FrameworkBundlePath),
-                                                             test::frameworkBundleDirectory());
+    platform::host::SimulatedDevice::shared().mountDirectory(
+        std::string(LMExtensions::FrameworkBundlePath), test::frameworkBundleDirectory());
     EXPECT_EQ(LMExtensions::_lmFrameworkBundle(), nullptr);
     EXPECT_EQ(LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.example"),
-              std::nullopt);
+        std::nullopt);
 
     int calls = 0;
     LMDaemonProxy::daemonProxy()->stopRecordingWithStartClipDuration_endClipDuration_handler(

@@ -21,14 +21,14 @@ std::string descriptionOf(const platform::ErrorRef& error)
 TEST(LumoraErrors, EveryCodeOfTheTableHasItsFixedMessage)
 {
     const std::pair<std::int64_t, std::string> table[] = {
-        {-5800, "Uknown recording error"},
-        {-5801, "The user declined application recording"},
-        {-5802, "Recording has been restricted in settings"},
-        {-5803, "Recording failed to start"},
-        {-5804, "Failed during recording"},
-        {-5805, "Insufficient storage for recording"},
-        {-5806, "Recording interrupted by another application"},
-        {-5807, "Recording interrupted by multitasking and content resizing"},
+        { -5800, "Uknown recording error" },
+        { -5801, "The user declined application recording" },
+        { -5802, "Recording has been restricted in settings" },
+        { -5803, "Recording failed to start" },
+        { -5804, "Failed during recording" },
+        { -5805, "Insufficient storage for recording" },
+        { -5806, "Recording interrupted by another application" },
+        { -5807, "Recording interrupted by multitasking and content resizing" },
     };
     for (const auto& [code, message] : table) {
         const auto error = LumoraErrors::_lmUserErrorForCode_userInfo(code, nullptr);
@@ -42,7 +42,7 @@ TEST(LumoraErrors, EveryCodeOfTheTableHasItsFixedMessage)
 
 TEST(LumoraErrors, CodesOutsideTheTableKeepTheirCodeAndGetTheOtherUnknownText)
 {
-    for (const std::int64_t code : {0LL, -5799LL, -5808LL, 1LL, -1LL}) {
+    for (const std::int64_t code : { 0LL, -5799LL, -5808LL, 1LL, -1LL }) {
         const auto error = LumoraErrors::_lmUserErrorForCode_userInfo(code, nullptr);
         EXPECT_EQ(error->code(), code);
         EXPECT_EQ(descriptionOf(error), "Unknown recording error") << code;
