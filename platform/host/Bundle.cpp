@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fmt/format.h>
 #include <unicode/locid.h>
 
 namespace lumora::platform {
@@ -168,14 +169,14 @@ std::optional<std::string> Bundle::pathForResource(const std::string& name, cons
     const std::string file = extension.empty() ? name : name + "." + extension;
     const std::string base = subdirectory.empty() ? path_ : path_ + "/" + subdirectory;
     if (!localization.empty()) {
-        std::string candidate = base + "/" + localization + ".lproj/" + file;
+        std::string candidate = fmt::format("{}/{}.lproj/{}", base, localization, file);
         return isFile(candidate) ? std::optional(candidate) : std::nullopt;
     }
     if (std::string candidate = base + "/" + file; isFile(candidate)) {
         return candidate;
     }
     for (const auto& preferred : preferredLocalizations()) {
-        if (std::string candidate = base + "/" + preferred + ".lproj/" + file; isFile(candidate)) {
+        if (std::string candidate = fmt::format("{}/{}.lproj/{}", base, preferred, file); isFile(candidate)) {
             return candidate;
         }
     }

@@ -18,7 +18,8 @@ namespace lumora::platform {
 
 namespace {
 
-thread_local const DispatchQueue* currentQueue = nullptr;
+// The queue whose task runs on this thread; each thread has its own.
+thread_local const DispatchQueue* currentQueue = nullptr;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 // The thread that runs static initialisation is the process's main thread.
 const std::thread::id mainThreadId = std::this_thread::get_id();
@@ -140,7 +141,7 @@ const DispatchQueue* DispatchQueue::current()
     return currentQueue;
 }
 
-DispatchQueue& DispatchQueue::main()
+DispatchQueue& DispatchQueue::main()  // NOLINT(bugprone-exception-escape)
 {
     return mainQueue();
 }
