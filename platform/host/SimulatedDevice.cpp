@@ -1,6 +1,9 @@
 #include "platform/host/SimulatedDevice.h"
 
 #include "platform/host/HostClock.h"
+#include "platform/host/SimulatedApplication.h"
+#include "platform/host/SimulatedHardware.h"
+#include "platform/host/SimulatedScreens.h"
 
 namespace lumora::platform::host {
 
@@ -26,6 +29,27 @@ void SimulatedDevice::reset()
         localeIdentifier_ = "en_US";
     }
     HostClock::release();
+    application().reset();
+    screens().reset();
+    hardware().reset();
+}
+
+SimulatedApplication& SimulatedDevice::application()
+{
+    static SimulatedApplication application;
+    return application;
+}
+
+SimulatedScreens& SimulatedDevice::screens()
+{
+    static SimulatedScreens screens;
+    return screens;
+}
+
+SimulatedHardware& SimulatedDevice::hardware()
+{
+    static SimulatedHardware hardware;
+    return hardware;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)

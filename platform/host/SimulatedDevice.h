@@ -13,6 +13,10 @@
 
 namespace lumora::platform::host {
 
+class SimulatedApplication;
+class SimulatedHardware;
+class SimulatedScreens;
+
 /// The development host's device: one coherent, scriptable, in-memory state
 /// behind every platform role. Tests and the sample app steer it (install
 /// bundles, change the user's languages, hold and advance the clock, ...);
@@ -59,6 +63,14 @@ public:
     /// due, in the order of their deadlines, queuing each on the MainQueue.
     void advanceClock(double seconds);
     [[nodiscard]] bool isClockFrozen() const;
+
+    // ---- Roles that keep state of their own (each in its own file) --------------
+    /// The running application: windows, delegate, activity, status bar.
+    SimulatedApplication& application();
+    /// The built-in screen, the external display, render contexts.
+    SimulatedScreens& screens();
+    /// Orientation, kind of device, graphics quality.
+    SimulatedHardware& hardware();
 
 private:
     SimulatedDevice();
