@@ -2,7 +2,9 @@
 
 #include "platform/host/HostClock.h"
 #include "platform/host/SimulatedApplication.h"
+#include "platform/host/SimulatedExtensions.h"
 #include "platform/host/SimulatedHardware.h"
+#include "platform/host/SimulatedPhotoLibrary.h"
 #include "platform/host/SimulatedScreens.h"
 
 namespace lumora::platform::host {
@@ -32,6 +34,8 @@ void SimulatedDevice::reset()
     application().reset();
     screens().reset();
     hardware().reset();
+    extensions().reset();
+    photoLibrary().reset();
 }
 
 SimulatedApplication& SimulatedDevice::application()
@@ -50,6 +54,18 @@ SimulatedHardware& SimulatedDevice::hardware()
 {
     static SimulatedHardware hardware;
     return hardware;
+}
+
+SimulatedExtensions& SimulatedDevice::extensions()
+{
+    static SimulatedExtensions extensions;
+    return extensions;
+}
+
+SimulatedPhotoLibrary& SimulatedDevice::photoLibrary()
+{
+    static SimulatedPhotoLibrary library;
+    return library;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)

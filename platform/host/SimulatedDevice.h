@@ -14,7 +14,9 @@
 namespace lumora::platform::host {
 
 class SimulatedApplication;
+class SimulatedExtensions;
 class SimulatedHardware;
+class SimulatedPhotoLibrary;
 class SimulatedScreens;
 
 /// The development host's device: one coherent, scriptable, in-memory state
@@ -71,6 +73,10 @@ public:
     SimulatedScreens& screens();
     /// Orientation, kind of device, graphics quality.
     SimulatedHardware& hardware();
+    /// Installed application extensions and the requests made of them.
+    SimulatedExtensions& extensions();
+    /// The photo library's saved movies.
+    SimulatedPhotoLibrary& photoLibrary();
 
 private:
     SimulatedDevice();
