@@ -24,7 +24,9 @@ std::shared_ptr<Bundle> LMExtensions::_lmFrameworkBundle()
 
 std::string LMExtensions::_lmLocalizedAppName(const Bundle& bundle)
 {
-    if (const auto* name = bundle.localizedInfoDictionary()->valueForKey(Bundle::DisplayNameKey).string()) {
+    // Each dictionary must outlive the pointers into it.
+    const auto localized = bundle.localizedInfoDictionary();
+    if (const auto* name = localized->valueForKey(Bundle::DisplayNameKey).string()) {
         return *name;
     }
     const auto info = bundle.infoDictionary();

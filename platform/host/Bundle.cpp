@@ -113,7 +113,9 @@ Bundle::Bundle(std::string path) : path_(std::move(path))
 
 std::optional<std::string> Bundle::bundleIdentifier() const
 {
-    if (const auto* identifier = infoDictionary()->valueForKey(IdentifierKey).string()) {
+    // The dictionary must outlive the pointer into it.
+    const auto info = infoDictionary();
+    if (const auto* identifier = info->valueForKey(IdentifierKey).string()) {
         return *identifier;
     }
     return std::nullopt;
@@ -155,7 +157,8 @@ std::vector<std::string> Bundle::preferredLocalizations() const
     const auto available = localizations();
     auto chosen = preferredLocalizationsFromArray(available, Locale::preferredLanguages());
     if (chosen.empty()) {
-        if (const auto* region = infoDictionary()->valueForKey(DevelopmentRegionKey).string();
+        const auto info = infoDictionary();
+        if (const auto* region = info->valueForKey(DevelopmentRegionKey).string();
             region != nullptr && std::find(available.begin(), available.end(), *region) != available.end()) {
             chosen.push_back(*region);
         }
