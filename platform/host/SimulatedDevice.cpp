@@ -3,6 +3,9 @@
 #include "platform/host/HostClock.h"
 #include "platform/host/SimulatedApplication.h"
 #include "platform/host/SimulatedHardware.h"
+#include "platform/host/SimulatedMedia.h"
+#include "platform/host/SimulatedRecordingService.h"
+#include "platform/host/SimulatedRestrictions.h"
 #include "platform/host/SimulatedScreens.h"
 
 namespace lumora::platform::host {
@@ -32,6 +35,9 @@ void SimulatedDevice::reset()
     application().reset();
     screens().reset();
     hardware().reset();
+    restrictions().reset();
+    media().reset();
+    recordingService().reset();
 }
 
 SimulatedApplication& SimulatedDevice::application()
@@ -50,6 +56,24 @@ SimulatedHardware& SimulatedDevice::hardware()
 {
     static SimulatedHardware hardware;
     return hardware;
+}
+
+SimulatedRestrictions& SimulatedDevice::restrictions()
+{
+    static SimulatedRestrictions restrictions;
+    return restrictions;
+}
+
+SimulatedMedia& SimulatedDevice::media()
+{
+    static SimulatedMedia media;
+    return media;
+}
+
+SimulatedRecordingService& SimulatedDevice::recordingService()
+{
+    static SimulatedRecordingService service;
+    return service;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)

@@ -15,6 +15,9 @@ namespace lumora::platform::host {
 
 class SimulatedApplication;
 class SimulatedHardware;
+class SimulatedMedia;
+class SimulatedRecordingService;
+class SimulatedRestrictions;
 class SimulatedScreens;
 
 /// The development host's device: one coherent, scriptable, in-memory state
@@ -71,6 +74,12 @@ public:
     SimulatedScreens& screens();
     /// Orientation, kind of device, graphics quality.
     SimulatedHardware& hardware();
+    /// Managed settings (screen recording allowed or not).
+    SimulatedRestrictions& restrictions();
+    /// The audio session and the capture hardware.
+    SimulatedMedia& media();
+    /// The recording service behind the local proxy: requests seen, start answers.
+    SimulatedRecordingService& recordingService();
 
 private:
     SimulatedDevice();
