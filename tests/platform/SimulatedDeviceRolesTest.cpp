@@ -66,6 +66,27 @@ TEST(SimulatedDeviceRoles, TurningTheDeviceTurnsTheInterfaceUnlessAWindowLocksIt
     EXPECT_EQ(listener->completions, 1);
 }
 
+TEST(SimulatedDeviceRoles, SizeTransitionsAndMemoryWarningsReachChildViewControllers)
+{
+    class Child final : public SizeListener {
+    public:
+        void didReceiveMemoryWarning() override { ++warnings; }
+        int warnings = 0;
+    };
+    const auto container = std::make_shared<ViewController>();
+    const auto child = std::make_shared<Child>();
+    container->addChildViewController(child);
+    const auto window = std::make_shared<Window>(Rect { { 0, 0 }, { 320, 568 } });
+    window->setRootViewController(container);
+    window->makeKeyAndVisible();
+
+    device().application().transitionToSize({ 100, 200 }, 0);
+    device().application().simulateMemoryWarning();
+    EXPECT_EQ(child->sizes, (std::vector<Size> { { 100, 200 } }));
+    EXPECT_EQ(child->warnings, 1);
+    EXPECT_EQ(window->frame().size, (Size { 100, 200 }));
+}
+
 TEST(SimulatedDeviceRoles, SteeringPostsTheMatchingNotificationsAndResetForgetsEverything)
 {
     std::vector<std::string> posted;

@@ -9,6 +9,7 @@
 #include "platform/host/SimulatedRestrictions.h"
 #include "tests/recording/RecorderFixture.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace lumora::test {
@@ -252,6 +253,51 @@ TEST_F(LMScreenRecorderStart, WithoutADelegateWindowTheFirstWindowIsRecordedAndT
     EXPECT_EQ(recorder->applicationWindow(), nullptr);
     EXPECT_EQ(recorder->currentWindowSize(), (platform::Size { 0, 0 }));
     EXPECT_EQ(recorder->currentWindowLayerContextID(), 0U);
+}
+
+// Each short start forwards its own microphone, camera and streaming choice.
+TEST_F(LMScreenRecorderStart, TheShortStartsPassTheirOwnSettingsToTheService)
+{
+    struct Case {
+        const char* name;
+        bool microphoneSetting;
+        bool cameraSetting;
+        std::function<void(LMScreenRecorder&)> start;
+        bool microphone;
+        bool camera;
+        bool broadcast;
+    };
+    const Case cases[] = {
+        { "recording", true, false, [](auto& r) { r.startRecordingWithHandler(nullptr); }, true, false, false },
+        { "broadcast", false, true, [](auto& r) { r.startBroadcastWithHandler(nullptr); }, false, true, true },
+        { "microphone", false, true, [](auto& r) { r.startRecordingWithMicrophoneEnabled_handler(true, nullptr); },
+            true, false, false },
+    };
+    for (const auto& each : cases) {
+        // A recorder of its own per case: the shared one stays recording after its first start.
+        const auto recorder = std::make_shared<LMScreenRecorder>();
+        recorder->setMicrophoneEnabled(each.microphoneSetting);
+        recorder->setCameraEnabled(each.cameraSetting);
+        service().clearRequests();
+        each.start(*recorder);
+        ASSERT_EQ(service().requests().size(), 1U) << each.name;
+        const auto arguments = service().requests()[0].arguments;
+        EXPECT_EQ(arguments[3].boolValue(), each.microphone) << each.name;
+        EXPECT_EQ(arguments[4].boolValue(), each.camera) << each.name;
+        EXPECT_EQ(arguments[5].boolValue(), each.broadcast) << each.name;
+    }
+}
+
+TEST_F(LMScreenRecorderStart, ASystemRecordingOfAChosenWindowSendsThatWindowButTheScreensSize)
+{
+    const auto chosen = std::make_shared<platform::Window>(platform::Rect { { 0, 0 }, { 100, 50 } });
+    const auto recorder = LMScreenRecorder::sharedRecorder();
+    recorder->startRecordingWithMicrophoneEnabled_windowToRecord_systemRecording_handler(false, chosen, true, nullptr);
+
+    EXPECT_EQ(startArguments()[0].array()->at(0).int64Value(), contextIdOf(chosen));
+    EXPECT_EQ(startArguments()[1].doubleValue(), 640);
+    EXPECT_EQ(chosen->interfaceAutorotationDisabledCount(), 0);
+    EXPECT_EQ(appWindow->interfaceAutorotationDisabledCount(), 0);
 }
 
 TEST(LMScreenRecorderShared, ASubclassAskingFirstGetsAnInstanceOfItself)
