@@ -1,6 +1,12 @@
 #include "platform/host/SimulatedDevice.h"
 
 #include "platform/host/HostClock.h"
+#include "platform/host/SimulatedApplication.h"
+#include "platform/host/SimulatedHardware.h"
+#include "platform/host/SimulatedMedia.h"
+#include "platform/host/SimulatedRecordingService.h"
+#include "platform/host/SimulatedRestrictions.h"
+#include "platform/host/SimulatedScreens.h"
 
 namespace lumora::platform::host {
 
@@ -26,6 +32,48 @@ void SimulatedDevice::reset()
         localeIdentifier_ = "en_US";
     }
     HostClock::release();
+    application().reset();
+    screens().reset();
+    hardware().reset();
+    restrictions().reset();
+    media().reset();
+    recordingService().reset();
+}
+
+SimulatedApplication& SimulatedDevice::application()
+{
+    static SimulatedApplication application;
+    return application;
+}
+
+SimulatedScreens& SimulatedDevice::screens()
+{
+    static SimulatedScreens screens;
+    return screens;
+}
+
+SimulatedHardware& SimulatedDevice::hardware()
+{
+    static SimulatedHardware hardware;
+    return hardware;
+}
+
+SimulatedRestrictions& SimulatedDevice::restrictions()
+{
+    static SimulatedRestrictions restrictions;
+    return restrictions;
+}
+
+SimulatedMedia& SimulatedDevice::media()
+{
+    static SimulatedMedia media;
+    return media;
+}
+
+SimulatedRecordingService& SimulatedDevice::recordingService()
+{
+    static SimulatedRecordingService service;
+    return service;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)

@@ -13,6 +13,13 @@
 
 namespace lumora::platform::host {
 
+class SimulatedApplication;
+class SimulatedHardware;
+class SimulatedMedia;
+class SimulatedRecordingService;
+class SimulatedRestrictions;
+class SimulatedScreens;
+
 /// The development host's device: one coherent, scriptable, in-memory state
 /// behind every platform role. Tests and the sample app steer it (install
 /// bundles, change the user's languages, hold and advance the clock, ...);
@@ -59,6 +66,20 @@ public:
     /// due, in the order of their deadlines, queuing each on the MainQueue.
     void advanceClock(double seconds);
     [[nodiscard]] bool isClockFrozen() const;
+
+    // ---- Roles that keep state of their own (each in its own file) --------------
+    /// The running application: windows, delegate, activity, status bar.
+    SimulatedApplication& application();
+    /// The built-in screen, the external display, render contexts.
+    SimulatedScreens& screens();
+    /// Orientation, kind of device, graphics quality.
+    SimulatedHardware& hardware();
+    /// Managed settings (screen recording allowed or not).
+    SimulatedRestrictions& restrictions();
+    /// The audio session and the capture hardware.
+    SimulatedMedia& media();
+    /// The recording service behind the local proxy: requests seen, start answers.
+    SimulatedRecordingService& recordingService();
 
 private:
     SimulatedDevice();
