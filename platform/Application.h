@@ -40,8 +40,8 @@ class Application final : public Object {
 public:
     static constexpr std::string_view WillResignActiveNotification = "ApplicationWillResignActiveNotification";
     static constexpr std::string_view DidBecomeActiveNotification = "ApplicationDidBecomeActiveNotification";
-    static constexpr std::string_view DidReceiveMemoryWarningNotification =
-        "ApplicationDidReceiveMemoryWarningNotification";
+    static constexpr std::string_view DidReceiveMemoryWarningNotification
+        = "ApplicationDidReceiveMemoryWarningNotification";
 
     enum class State : std::int64_t { Active = 0, Inactive = 1, Background = 2 };
 

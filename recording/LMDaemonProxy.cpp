@@ -1,6 +1,7 @@
 #include "recording/LMDaemonProxy.h"
 
 #include "platform/DispatchQueue.h"
+#include "platform/LocalRecordingService.h"
 #include "platform/Log.h"
 #include "recording/LMExtensions.h"
 
@@ -8,7 +9,9 @@
 
 namespace lumora {
 
+using platform::LocalRecordingService;
 using platform::Log;
+using platform::Value;
 
 std::shared_ptr<LMDaemonProxy> LMDaemonProxy::daemonProxy()
 {
@@ -24,22 +27,38 @@ std::optional<platform::URL> LMDaemonProxy::cannedMovieURL()
     return bundle ? bundle->URLForResource("srecorder", "mp4") : std::nullopt;
 }
 
+// Every request is shown to the local stand-in for the service, which the
+// development host's device records; it also decides how a start is answered
+// (on a device with no service: granted exactly as asked, never failing).
+
 void LMDaemonProxy::
     startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
-        const std::vector<std::uint32_t>& /*windowLayerContextIDs*/, platform::Size /*windowSize*/,
-        bool microphoneEnabled, bool cameraEnabled, bool /*broadcast*/, bool /*systemRecording*/, StartHandler handler)
+        const std::vector<std::uint32_t>& windowLayerContextIDs, platform::Size windowSize, bool microphoneEnabled,
+        bool cameraEnabled, bool broadcast, bool systemRecording, StartHandler handler)
 {
+    auto ids = std::make_shared<platform::Array>();
+    for (const auto contextID : windowLayerContextIDs) {
+        ids->emplace_back(contextID);
+    }
+    LocalRecordingService::requestReceived(
+        "startRecordingWindowLayerContextIDs:windowSize:microphoneEnabled:cameraEnabled:broadcast:systemRecording:"
+        "withHandler:",
+        { Value(ids), windowSize.width, windowSize.height, microphoneEnabled, cameraEnabled, broadcast,
+            systemRecording });
+    const auto answer = LocalRecordingService::answerStart(microphoneEnabled, cameraEnabled);
     if (handler) {
-        handler(nullptr, microphoneEnabled, cameraEnabled);
+        handler(answer.error, answer.microphoneGranted, answer.cameraGranted);
     }
 }
 
 void LMDaemonProxy::
     setupBroadcastWithHostBundleID_broadcastExtensionBundleID_broadcastConfigurationData_userInfo_handler(
-        const std::string& /*hostBundleID*/, const std::string& /*broadcastExtensionBundleID*/,
-        const platform::Data& /*broadcastConfigurationData*/, const platform::DictionaryRef& /*userInfo*/,
-        ErrorHandler handler)
+        const std::string& hostBundleID, const std::string& broadcastExtensionBundleID,
+        const platform::Data& broadcastConfigurationData, const platform::DictionaryRef& userInfo, ErrorHandler handler)
 {
+    LocalRecordingService::requestReceived(
+        "setupBroadcastWithHostBundleID:broadcastExtensionBundleID:broadcastConfigurationData:userInfo:handler:",
+        { hostBundleID, broadcastExtensionBundleID, broadcastConfigurationData, userInfo });
     if (handler) {
         handler(nullptr);
     }
@@ -47,29 +66,52 @@ void LMDaemonProxy::
 
 void LMDaemonProxy::stopRecordingWithHandler(StopHandler handler)
 {
+    LocalRecordingService::requestReceived("stopRecordingWithHandler:", {});
     if (handler) {
         handler(cannedMovieURL(), nullptr);
     }
 }
 
 void LMDaemonProxy::stopRecordingWithStartClipDuration_endClipDuration_handler(
-    double /*startClipDuration*/, double /*endClipDuration*/, StopHandler handler)
+    double startClipDuration, double endClipDuration, StopHandler handler)
 {
-    stopRecordingWithHandler(std::move(handler));
+    LocalRecordingService::requestReceived(
+        "stopRecordingWithStartClipDuration:endClipDuration:handler:", { startClipDuration, endClipDuration });
+    if (handler) {
+        handler(cannedMovieURL(), nullptr);
+    }
 }
 
-void LMDaemonProxy::pauseRecording() { }
+void LMDaemonProxy::pauseRecording()
+{
+    LocalRecordingService::requestReceived("pauseRecording", {});
+}
 
-void LMDaemonProxy::resumeRecordingWithWindowLayerContextID(std::uint32_t /*windowLayerContextID*/) { }
+void LMDaemonProxy::resumeRecordingWithWindowLayerContextID(std::uint32_t windowLayerContextID)
+{
+    LocalRecordingService::requestReceived("resumeRecordingWithWindowLayerContextID:", { windowLayerContextID });
+}
 
-void LMDaemonProxy::setMicrophoneEnabled(bool /*microphoneEnabled*/) { }
+void LMDaemonProxy::setMicrophoneEnabled(bool microphoneEnabled)
+{
+    LocalRecordingService::requestReceived("setMicrophoneEnabled:", { microphoneEnabled });
+}
 
 // The local service has no movie to throw away and never answers a discard.
-void LMDaemonProxy::discardRecordingWithHandler(DiscardHandler /*handler*/) { }
+void LMDaemonProxy::discardRecordingWithHandler(DiscardHandler /*handler*/)
+{
+    LocalRecordingService::requestReceived("discardRecordingWithHandler:", {});
+}
 
-void LMDaemonProxy::clientDidBecomeActiveWithBundleID(const std::string& /*bundleID*/) { }
+void LMDaemonProxy::clientDidBecomeActiveWithBundleID(const std::string& bundleID)
+{
+    LocalRecordingService::requestReceived("clientDidBecomeActiveWithBundleID:", { bundleID });
+}
 
-void LMDaemonProxy::clientDidResignActiveWithBundleID(const std::string& /*bundleID*/) { }
+void LMDaemonProxy::clientDidResignActiveWithBundleID(const std::string& bundleID)
+{
+    LocalRecordingService::requestReceived("clientDidResignActiveWithBundleID:", { bundleID });
+}
 
 void LMDaemonProxy::stopRecordingWithError_movieURL(
     const platform::ErrorRef& /*error*/, const std::optional<platform::URL>& /*movieURL*/)

@@ -13,7 +13,10 @@ namespace lumora {
 /// answers every request in-process, at once, on the thread that sent it (a
 /// start succeeds and grants what was asked; a stop hands back the canned
 /// movie "srecorder.mp4" of the framework bundle; the rest does nothing). It
-/// also receives the service's calls and forwards them.
+/// shows every request to the platform's local stand-in for the service
+/// (`platform::LocalRecordingService`), which may answer a start otherwise,
+/// as the simulated device does when told to. It also receives the service's
+/// calls and forwards them.
 class LMDaemonProxy final : public platform::Object,
                             public platform::ServiceConnectionDelegate::Connection_handleInvocation_isReply,
                             public LMDaemonProtocol,

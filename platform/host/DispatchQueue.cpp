@@ -19,7 +19,7 @@ namespace lumora::platform {
 namespace {
 
 // The queue whose task runs on this thread; each thread has its own.
-thread_local const DispatchQueue* currentQueue = nullptr;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+thread_local const DispatchQueue* currentQueue = nullptr; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 // The thread that runs static initialisation is the process's main thread.
 const std::thread::id mainThreadId = std::this_thread::get_id();
@@ -141,7 +141,7 @@ const DispatchQueue* DispatchQueue::current()
     return currentQueue;
 }
 
-DispatchQueue& DispatchQueue::main()  // NOLINT(bugprone-exception-escape)
+DispatchQueue& DispatchQueue::main() // NOLINT(bugprone-exception-escape)
 {
     return mainQueue();
 }

@@ -81,8 +81,8 @@ void SimulatedApplication::removeWindow(const Window* window)
 {
     std::shared_ptr<Window> removed;
     std::lock_guard lock(mutex_);
-    const auto found =
-        std::find_if(windows_.begin(), windows_.end(), [window](const auto& w) { return w.get() == window; });
+    const auto found
+        = std::find_if(windows_.begin(), windows_.end(), [window](const auto& w) { return w.get() == window; });
     if (found != windows_.end()) {
         removed = *found;
         windows_.erase(found);
@@ -192,7 +192,7 @@ void SimulatedApplication::setShellRootWindowClassPresent(bool present)
     Runtime::registerClass(std::make_shared<RuntimeClass>(
         std::string(RootWindow::ShellRootWindowClassName), "RootWindow", []() -> ObjectRef {
             const auto screen = Screen::mainScreen();
-            return std::make_shared<ShellRootWindow>(screen ? screen->bounds() : Rect{});
+            return std::make_shared<ShellRootWindow>(screen ? screen->bounds() : Rect {});
         }));
 }
 
@@ -226,7 +226,7 @@ void SimulatedApplication::transitionToSize(Size size, double duration)
         }
     }
     for (const auto& window : windows) {
-        window->setFrame({window->frame().origin, size});
+        window->setFrame({ window->frame().origin, size });
     }
     coordinator->runAnimations();
     auto timer = Clock::scheduleAfter(duration, [coordinator] { coordinator->complete(); });

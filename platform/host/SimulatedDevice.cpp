@@ -5,6 +5,9 @@
 #include "platform/host/SimulatedExtensions.h"
 #include "platform/host/SimulatedHardware.h"
 #include "platform/host/SimulatedPhotoLibrary.h"
+#include "platform/host/SimulatedMedia.h"
+#include "platform/host/SimulatedRecordingService.h"
+#include "platform/host/SimulatedRestrictions.h"
 #include "platform/host/SimulatedScreens.h"
 
 namespace lumora::platform::host {
@@ -36,6 +39,9 @@ void SimulatedDevice::reset()
     hardware().reset();
     extensions().reset();
     photoLibrary().reset();
+    restrictions().reset();
+    media().reset();
+    recordingService().reset();
 }
 
 SimulatedApplication& SimulatedDevice::application()
@@ -66,6 +72,24 @@ SimulatedPhotoLibrary& SimulatedDevice::photoLibrary()
 {
     static SimulatedPhotoLibrary library;
     return library;
+}
+
+SimulatedRestrictions& SimulatedDevice::restrictions()
+{
+    static SimulatedRestrictions restrictions;
+    return restrictions;
+}
+
+SimulatedMedia& SimulatedDevice::media()
+{
+    static SimulatedMedia media;
+    return media;
+}
+
+SimulatedRecordingService& SimulatedDevice::recordingService()
+{
+    static SimulatedRecordingService service;
+    return service;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)

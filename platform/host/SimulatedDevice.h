@@ -17,6 +17,9 @@ class SimulatedApplication;
 class SimulatedExtensions;
 class SimulatedHardware;
 class SimulatedPhotoLibrary;
+class SimulatedMedia;
+class SimulatedRecordingService;
+class SimulatedRestrictions;
 class SimulatedScreens;
 
 /// The development host's device: one coherent, scriptable, in-memory state
@@ -77,6 +80,12 @@ public:
     SimulatedExtensions& extensions();
     /// The photo library's saved movies.
     SimulatedPhotoLibrary& photoLibrary();
+    /// Managed settings (screen recording allowed or not).
+    SimulatedRestrictions& restrictions();
+    /// The audio session and the capture hardware.
+    SimulatedMedia& media();
+    /// The recording service behind the local proxy: requests seen, start answers.
+    SimulatedRecordingService& recordingService();
 
 private:
     SimulatedDevice();

@@ -55,8 +55,8 @@ void SimulatedHardware::rotateTo(DeviceOrientation orientation)
             [](const auto& window) { return window->isInterfaceAutorotationDisabled(); })) {
         return;
     }
-    const Size turned{bounds.size.height, bounds.size.width};
-    screens.setMainScreen({bounds.origin, turned}, screens.mainScreenScale());
+    const Size turned { bounds.size.height, bounds.size.width };
+    screens.setMainScreen({ bounds.origin, turned }, screens.mainScreenScale());
     device.application().transitionToSize(turned, kRotationDuration);
 }
 

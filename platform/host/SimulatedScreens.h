@@ -18,7 +18,7 @@ namespace lumora::platform::host {
 /// external display.
 class SimulatedScreens {
 public:
-    static constexpr Rect DefaultMainScreenBounds{{0, 0}, {375, 667}};
+    static constexpr Rect DefaultMainScreenBounds { { 0, 0 }, { 375, 667 } };
     static constexpr double DefaultMainScreenScale = 2;
 
     void reset();

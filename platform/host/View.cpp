@@ -34,7 +34,7 @@ void View::setBounds(Rect bounds)
 void View::setCenter(Point center)
 {
     auto frame = layer_->frame();
-    frame.origin = {center.x - frame.size.width / 2, center.y - frame.size.height / 2};
+    frame.origin = { center.x - frame.size.width / 2, center.y - frame.size.height / 2 };
     layer_->setFrame(frame);
 }
 
@@ -75,8 +75,8 @@ void View::insertSubview_atIndex(const std::shared_ptr<View>& view, std::size_t 
     if (index > 0) {
         const auto& sublayers = layer_->sublayers();
         const auto below = std::find(sublayers.begin(), sublayers.end(), subviews_[index - 1]->layer_);
-        layerIndex =
-            below == sublayers.end() ? sublayers.size() : static_cast<std::size_t>(below - sublayers.begin()) + 1;
+        layerIndex
+            = below == sublayers.end() ? sublayers.size() : static_cast<std::size_t>(below - sublayers.begin()) + 1;
     }
     layer_->insertSublayer_atIndex(keep->layer_, layerIndex);
     keep->didMoveToSuperview();
@@ -149,7 +149,7 @@ Point View::convertPoint_toView(Point point, const View* view) const
 {
     const View* root = nullptr;
     const auto offset = offsetToRoot(&root);
-    Point inRoot{point.x + offset.x, point.y + offset.y};
+    Point inRoot { point.x + offset.x, point.y + offset.y };
     if (view == nullptr) {
         return inRoot;
     }
@@ -159,7 +159,7 @@ Point View::convertPoint_toView(Point point, const View* view) const
         inRoot.x += root->frame().origin.x - otherRoot->frame().origin.x;
         inRoot.y += root->frame().origin.y - otherRoot->frame().origin.y;
     }
-    return {inRoot.x - otherOffset.x, inRoot.y - otherOffset.y};
+    return { inRoot.x - otherOffset.x, inRoot.y - otherOffset.y };
 }
 
 Point View::convertPoint_fromView(Point point, const View* view) const
@@ -167,19 +167,19 @@ Point View::convertPoint_fromView(Point point, const View* view) const
     if (view == nullptr) {
         const View* root = nullptr;
         const auto offset = offsetToRoot(&root);
-        return {point.x - offset.x, point.y - offset.y};
+        return { point.x - offset.x, point.y - offset.y };
     }
     return view->convertPoint_toView(point, this);
 }
 
 Rect View::convertRect_toView(Rect rect, const View* view) const
 {
-    return {convertPoint_toView(rect.origin, view), rect.size};
+    return { convertPoint_toView(rect.origin, view), rect.size };
 }
 
 Rect View::convertRect_fromView(Rect rect, const View* view) const
 {
-    return {convertPoint_fromView(rect.origin, view), rect.size};
+    return { convertPoint_fromView(rect.origin, view), rect.size };
 }
 
 bool View::pointInside_withEvent(Point point, const std::shared_ptr<Event>& /*event*/) const
@@ -195,8 +195,8 @@ std::shared_ptr<View> View::hitTest_withEvent(Point point, const std::shared_ptr
     // Front to back: the last subview lies on top.
     for (auto it = subviews_.rbegin(); it != subviews_.rend(); ++it) {
         const auto& subview = *it;
-        const Point inSubview{point.x - subview->frame().origin.x + subview->bounds().origin.x,
-            point.y - subview->frame().origin.y + subview->bounds().origin.y};
+        const Point inSubview { point.x - subview->frame().origin.x + subview->bounds().origin.x,
+            point.y - subview->frame().origin.y + subview->bounds().origin.y };
         if (auto hit = subview->hitTest_withEvent(inSubview, event)) {
             return hit;
         }

@@ -30,7 +30,7 @@ void ViewController::loadViewIfNeeded()
 void ViewController::loadView()
 {
     const auto screen = Screen::mainScreen();
-    setView(std::make_shared<View>(screen ? screen->bounds() : Rect{}));
+    setView(std::make_shared<View>(screen ? screen->bounds() : Rect {}));
 }
 
 void ViewController::viewWillTransitionToSize_withTransitionCoordinator(

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/Error.h"
+#include "platform/Value.h"
+
+#include <string>
+#include <vector>
+
+namespace lumora::platform {
+
+/// The recording service as an in-process proxy stands in for it, when no
+/// connection to the system service exists.
+///
+/// The proxy tells it of every request it answers, and asks it how to answer
+/// a start: the application's consent to the microphone and the camera, and
+/// whether the start fails. A device without a recording service grants
+/// exactly what was asked and never fails; the simulated device can be told
+/// otherwise and keeps every request for inspection.
+class LocalRecordingService {
+public:
+    struct StartAnswer {
+        ErrorRef error;
+        bool microphoneGranted = false;
+        bool cameraGranted = false;
+    };
+
+    /// Records that the proxy answered `message` with these arguments.
+    static void requestReceived(const std::string& message, std::vector<Value> arguments);
+    /// How a start that asks for the microphone and the camera is answered.
+    [[nodiscard]] static StartAnswer answerStart(bool microphoneEnabled, bool cameraEnabled);
+};
+
+} // namespace lumora::platform

@@ -1,0 +1,18 @@
+#include "platform/LocalRecordingService.h"
+
+#include "platform/host/SimulatedDevice.h"
+#include "platform/host/SimulatedRecordingService.h"
+
+namespace lumora::platform {
+
+void LocalRecordingService::requestReceived(const std::string& message, std::vector<Value> arguments)
+{
+    host::SimulatedDevice::shared().recordingService().recordRequest(message, std::move(arguments));
+}
+
+LocalRecordingService::StartAnswer LocalRecordingService::answerStart(bool microphoneEnabled, bool cameraEnabled)
+{
+    return host::SimulatedDevice::shared().recordingService().answerStart(microphoneEnabled, cameraEnabled);
+}
+
+} // namespace lumora::platform

@@ -1,0 +1,72 @@
+#include "platform/host/SimulatedRecordingService.h"
+
+#include <algorithm>
+
+namespace lumora::platform::host {
+
+void SimulatedRecordingService::reset()
+{
+    std::lock_guard lock(mutex_);
+    requests_.clear();
+    startError_.reset();
+    microphoneConsent_ = true;
+    cameraConsent_ = true;
+}
+
+void SimulatedRecordingService::recordRequest(std::string message, std::vector<Value> arguments)
+{
+    std::lock_guard lock(mutex_);
+    requests_.push_back(Request { std::move(message), std::move(arguments) });
+}
+
+std::vector<SimulatedRecordingService::Request> SimulatedRecordingService::requests() const
+{
+    std::lock_guard lock(mutex_);
+    return requests_;
+}
+
+std::vector<SimulatedRecordingService::Request> SimulatedRecordingService::requestsNamed(
+    const std::string& message) const
+{
+    std::vector<Request> found;
+    std::lock_guard lock(mutex_);
+    std::copy_if(requests_.begin(), requests_.end(), std::back_inserter(found),
+        [&message](const Request& request) { return request.message == message; });
+    return found;
+}
+
+void SimulatedRecordingService::clearRequests()
+{
+    std::lock_guard lock(mutex_);
+    requests_.clear();
+}
+
+void SimulatedRecordingService::setStartError(ErrorRef error)
+{
+    std::lock_guard lock(mutex_);
+    startError_ = std::move(error);
+}
+
+void SimulatedRecordingService::setMicrophoneConsent(bool consent)
+{
+    std::lock_guard lock(mutex_);
+    microphoneConsent_ = consent;
+}
+
+void SimulatedRecordingService::setCameraConsent(bool consent)
+{
+    std::lock_guard lock(mutex_);
+    cameraConsent_ = consent;
+}
+
+LocalRecordingService::StartAnswer SimulatedRecordingService::answerStart(
+    bool microphoneEnabled, bool cameraEnabled) const
+{
+    std::lock_guard lock(mutex_);
+    if (startError_) {
+        return { startError_, false, false };
+    }
+    return { nullptr, microphoneEnabled && microphoneConsent_, cameraEnabled && cameraConsent_ };
+}
+
+} // namespace lumora::platform::host

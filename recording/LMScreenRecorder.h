@@ -1,0 +1,263 @@
+#pragma once
+
+#include "platform/Date.h"
+#include "platform/Error.h"
+#include "platform/Geometry.h"
+#include "platform/KeyValueObserving.h"
+#include "platform/Object.h"
+#include "platform/View.h"
+#include "platform/Window.h"
+#include "recording/LMScreenRecorderDelegate.h"
+#include "recording/LMSystemRecordingIndicatorWindow.h"
+
+#include <concepts>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace lumora {
+
+class LMBroadcastController;
+class LMPipViewController;
+class LMPreviewViewController;
+
+/// Records the application's own screen through the recording service.
+///
+/// There is one shared recorder per process (`sharedRecorder`). It chooses
+/// the window to record and its size in pixels, checks that recording may
+/// start, asks the service to start, and keeps the recording state. It
+/// follows the device's availability conditions (external displays, the
+/// screen-recording restriction) from the moment it is created, and pauses
+/// and resumes the service as the application resigns and regains activity.
+///
+/// Every operation is meant to be called on the MainQueue. Notification
+/// handlers run on the thread that posts the notification; the service's
+/// replies run where the proxy delivers them (synchronously, with the local
+/// proxy). `microphoneEnabled` and `cameraEnabled` are observable by key.
+class LMScreenRecorder : public platform::Object, public platform::KeyValueObservable {
+public:
+    using ErrorHandler = std::function<void(const platform::ErrorRef& error)>;
+    using SaveCompletion
+        = std::function<void(const std::optional<std::string>& savedMoviePath, const platform::ErrorRef& error)>;
+
+    /// The context id that names no particular window: the whole screen.
+    static constexpr std::uint32_t WholeScreenLayerContextID = 0xFFFFFFFF;
+
+    /// The one recorder of the process, created on first use by the class that
+    /// asks first (a subclass asking first gets an instance of itself), and
+    /// never destroyed.
+    template <class Recorder = LMScreenRecorder>
+    requires std::derived_from<Recorder, LMScreenRecorder>
+    static std::shared_ptr<LMScreenRecorder> sharedRecorder()
+    {
+        std::call_once(sharedOnce(), [] { installSharedRecorder(std::make_shared<Recorder>()); });
+        return sharedInstance();
+    }
+
+    LMScreenRecorder() = default;
+    ~LMScreenRecorder() override;
+    LMScreenRecorder(const LMScreenRecorder&) = delete;
+    LMScreenRecorder& operator=(const LMScreenRecorder&) = delete;
+    LMScreenRecorder(LMScreenRecorder&&) = delete;
+    LMScreenRecorder& operator=(LMScreenRecorder&&) = delete;
+
+    // ---- Window, size, context id, rotation --------------------------------------------------
+    /// `windowToRecord` if set; else the application delegate's window; else
+    /// the first of the application's windows (null when there is none).
+    [[nodiscard]] std::shared_ptr<platform::Window> applicationWindow();
+    /// The size to record, in pixels.
+    [[nodiscard]] platform::Size currentWindowSize();
+    /// The render-context id of the window to record, or
+    /// `WholeScreenLayerContextID` for a system recording of no chosen window.
+    [[nodiscard]] std::uint32_t currentWindowLayerContextID();
+    void setWindowRotationLocked(bool locked);
+
+    // ---- Starting ----------------------------------------------------------------------------
+    /// Starts with the current microphone and camera settings, not streaming.
+    void startRecordingWithHandler(ErrorHandler handler);
+    /// Starts with that microphone setting, the camera off, not streaming.
+    void startRecordingWithMicrophoneEnabled_handler(bool microphoneEnabled, ErrorHandler handler);
+    /// Starts with the current microphone and camera settings, streaming.
+    void startBroadcastWithHandler(ErrorHandler handler);
+    /// The guarded start: ignored while recording (the handler is not
+    /// called); fails with a recording error when recording is unavailable;
+    /// otherwise asks the service.
+    void startRecordingWithMicrophoneEnabled_cameraEnabled_streamingEnabled_handler(
+        bool microphoneEnabled, bool cameraEnabled, bool streamingEnabled, ErrorHandler handler);
+    /// Records `windowToRecord` (or, when absent, the last of the
+    /// application's windows of the system shell's root-window class), or
+    /// the whole screen for a system recording. Makes none of the guarded
+    /// start's checks.
+    void startRecordingWithMicrophoneEnabled_windowToRecord_systemRecording_handler(bool microphoneEnabled,
+        const std::shared_ptr<platform::Window>& windowToRecord, bool systemRecording, ErrorHandler handler);
+
+    // ---- Availability ------------------------------------------------------------------------
+    /// Computes `available` again and tells the delegate.
+    void updateRecordingAvailability();
+    void notifyDelegateOfRecorderAvailability();
+
+    // ---- Application life cycle, pause and resume ----------------------------------------------
+    void clientWillResignActive();
+    void clientDidBecomeActive();
+    void pauseRecording();
+    void resumeRecording();
+
+    // ---- Audio session -------------------------------------------------------------------------
+    /// Does nothing: the service configures audio for the recording itself.
+    void configureAudioSession();
+    /// Puts back `previousAudioCategory` with `previousAudioSessionOptions`,
+    /// ignoring a refusal (an absent category is refused and changes nothing).
+    void restoreAudioSession();
+
+    // ---- Properties ------------------------------------------------------------------------------
+    [[nodiscard]] bool isAvailable() const { return available_; }
+    void setAvailable(bool available) { available_ = available; }
+    [[nodiscard]] bool isRecording() const { return recording_; }
+    void setRecording(bool recording) { recording_ = recording; }
+    [[nodiscard]] bool isMicrophoneEnabled() const { return microphoneEnabled_; }
+    /// Tells the service during a recording (unless the microphone was not
+    /// granted), and announces the change to key-value observers.
+    void setMicrophoneEnabled(bool enabled);
+    [[nodiscard]] bool isCameraEnabled() const { return cameraEnabled_; }
+    /// Starts or stops the camera preview during a recording (unless the
+    /// camera was not granted), and announces the change to key-value observers.
+    void setCameraEnabled(bool enabled);
+    [[nodiscard]] bool systemRecording() const { return systemRecording_; }
+    void setSystemRecording(bool systemRecording) { systemRecording_ = systemRecording; }
+    [[nodiscard]] bool hasUserConsentForCamera() const { return hasUserConsentForCamera_; }
+    void setHasUserConsentForCamera(bool consent) { hasUserConsentForCamera_ = consent; }
+    [[nodiscard]] bool hasUserConsentForMicrophone() const { return hasUserConsentForMicrophone_; }
+    void setHasUserConsentForMicrophone(bool consent) { hasUserConsentForMicrophone_ = consent; }
+    [[nodiscard]] bool isPaused() const { return paused_; }
+    void setPaused(bool paused) { paused_ = paused; }
+
+    [[nodiscard]] std::shared_ptr<LMScreenRecorderDelegate> delegate() const { return delegate_.lock(); }
+    /// Holds the delegate weakly and tells it the current availability at
+    /// once (also when the same delegate is set again).
+    void setDelegate(const std::shared_ptr<LMScreenRecorderDelegate>& delegate);
+
+    [[nodiscard]] const std::shared_ptr<platform::View>& cameraPreviewView() const { return cameraPreviewView_; }
+    void setCameraPreviewView(std::shared_ptr<platform::View> view) { cameraPreviewView_ = std::move(view); }
+    [[nodiscard]] std::uint64_t previousAudioSessionOptions() const { return previousAudioSessionOptions_; }
+    void setPreviousAudioSessionOptions(std::uint64_t options) { previousAudioSessionOptions_ = options; }
+    [[nodiscard]] const std::optional<std::string>& previousAudioCategory() const { return previousAudioCategory_; }
+    void setPreviousAudioCategory(std::optional<std::string> category) { previousAudioCategory_ = std::move(category); }
+    [[nodiscard]] const std::shared_ptr<platform::Window>& windowToRecord() const { return windowToRecord_; }
+    void setWindowToRecord(std::shared_ptr<platform::Window> window) { windowToRecord_ = std::move(window); }
+    [[nodiscard]] const std::shared_ptr<LMPipViewController>& pipViewController() const { return pipViewController_; }
+    void setPipViewController(std::shared_ptr<LMPipViewController> controller)
+    {
+        pipViewController_ = std::move(controller);
+    }
+    [[nodiscard]] const SaveCompletion& saveVideoToCameraRollCompletionBlock() const
+    {
+        return saveVideoToCameraRollCompletionBlock_;
+    }
+    void setSaveVideoToCameraRollCompletionBlock(SaveCompletion completion)
+    {
+        saveVideoToCameraRollCompletionBlock_ = std::move(completion);
+    }
+
+    [[nodiscard]] const std::optional<platform::Date>& systemRecordingQuickPanelStartClipStartTime() const
+    {
+        return systemRecordingQuickPanelStartClipStartTime_;
+    }
+    void setSystemRecordingQuickPanelStartClipStartTime(std::optional<platform::Date> date)
+    {
+        systemRecordingQuickPanelStartClipStartTime_ = date;
+    }
+    [[nodiscard]] const std::optional<platform::Date>& systemRecordingQuickPanelStartClipEndTime() const
+    {
+        return systemRecordingQuickPanelStartClipEndTime_;
+    }
+    void setSystemRecordingQuickPanelStartClipEndTime(std::optional<platform::Date> date)
+    {
+        systemRecordingQuickPanelStartClipEndTime_ = date;
+    }
+    [[nodiscard]] const std::optional<platform::Date>& systemRecordingQuickPanelEndClipStartTime() const
+    {
+        return systemRecordingQuickPanelEndClipStartTime_;
+    }
+    void setSystemRecordingQuickPanelEndClipStartTime(std::optional<platform::Date> date)
+    {
+        systemRecordingQuickPanelEndClipStartTime_ = date;
+    }
+    [[nodiscard]] const std::optional<platform::Date>& systemRecordingQuickPanelEndClipEndTime() const
+    {
+        return systemRecordingQuickPanelEndClipEndTime_;
+    }
+    void setSystemRecordingQuickPanelEndClipEndTime(std::optional<platform::Date> date)
+    {
+        systemRecordingQuickPanelEndClipEndTime_ = date;
+    }
+
+    [[nodiscard]] const std::shared_ptr<LMSystemRecordingIndicatorWindow>& systemRecordingIndicatorWindow() const
+    {
+        return systemRecordingIndicatorWindow_;
+    }
+    void setSystemRecordingIndicatorWindow(std::shared_ptr<LMSystemRecordingIndicatorWindow> window)
+    {
+        systemRecordingIndicatorWindow_ = std::move(window);
+    }
+    [[nodiscard]] const std::shared_ptr<LMBroadcastController>& activeBroadcastController() const
+    {
+        return activeBroadcastController_;
+    }
+    void setActiveBroadcastController(std::shared_ptr<LMBroadcastController> controller)
+    {
+        activeBroadcastController_ = std::move(controller);
+    }
+
+    // KeyValueObservable: "microphoneEnabled" and "cameraEnabled" (booleans).
+    [[nodiscard]] platform::Value valueForKey(const std::string& key) const override;
+
+    [[nodiscard]] std::string className() const override { return "LMScreenRecorder"; }
+    [[nodiscard]] bool isKindOfClassNamed(const std::string& name) const override
+    {
+        return name == "LMScreenRecorder" || platform::Object::isKindOfClassNamed(name);
+    }
+
+private:
+    static std::once_flag& sharedOnce();
+    static std::shared_ptr<LMScreenRecorder>& sharedInstance();
+    /// Keeps the new shared recorder, registers it for availability changes
+    /// and computes its availability.
+    static void installSharedRecorder(std::shared_ptr<LMScreenRecorder> recorder);
+
+    /// The one place that asks the service to start.
+    void _startRecordingWithMicrophoneEnabled_cameraEnabled_streamingEnabled_handler(
+        bool microphoneEnabled, bool cameraEnabled, bool streamingEnabled, ErrorHandler handler);
+    void startReply(
+        const platform::ErrorRef& error, bool microphoneGranted, bool cameraGranted, const ErrorHandler& handler);
+    /// Registers for the application's activity notifications, once per process.
+    void registerForActivityNotifications();
+    [[nodiscard]] bool _isScreenRecordingAllowed() const;
+    [[nodiscard]] bool _isScreenRecordingSupportedOnDevice() const;
+
+    bool available_ = false;
+    bool recording_ = false;
+    bool microphoneEnabled_ = false;
+    bool cameraEnabled_ = false;
+    bool systemRecording_ = false;
+    bool hasUserConsentForCamera_ = false;
+    bool hasUserConsentForMicrophone_ = false;
+    bool paused_ = false;
+    std::weak_ptr<LMScreenRecorderDelegate> delegate_;
+    std::shared_ptr<platform::View> cameraPreviewView_;
+    std::uint64_t previousAudioSessionOptions_ = 0;
+    std::optional<std::string> previousAudioCategory_;
+    std::shared_ptr<platform::Window> windowToRecord_;
+    std::shared_ptr<LMPipViewController> pipViewController_;
+    SaveCompletion saveVideoToCameraRollCompletionBlock_;
+    std::optional<platform::Date> systemRecordingQuickPanelStartClipStartTime_;
+    std::optional<platform::Date> systemRecordingQuickPanelStartClipEndTime_;
+    std::optional<platform::Date> systemRecordingQuickPanelEndClipStartTime_;
+    std::optional<platform::Date> systemRecordingQuickPanelEndClipEndTime_;
+    std::shared_ptr<LMSystemRecordingIndicatorWindow> systemRecordingIndicatorWindow_;
+    std::shared_ptr<LMBroadcastController> activeBroadcastController_;
+};
+
+} // namespace lumora
