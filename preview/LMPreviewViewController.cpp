@@ -10,6 +10,7 @@
 #include "preview/LMVideoEditorExtensionHostContext.h"
 #include "preview/LMVideoEditorExtensionKeys.h"
 #include "preview/LMVideoEditorHostViewController.h"
+#include "recording/LMScreenRecorder.h"
 
 #include <set>
 
@@ -155,6 +156,8 @@ void LMPreviewViewController::Class::viewControllerForExtension_inputItems_compl
 void LMPreviewViewController::viewWillAppear(bool animated)
 {
     ViewController::viewWillAppear(animated);
+    // The recorder's rotation lock is held from now until the view has gone.
+    LMScreenRecorder::sharedRecorder()->setWindowRotationLocked(true);
     const auto application = platform::Application::sharedApplication();
     wasStatusBarHidden_ = application->isStatusBarHidden();
     application->setStatusBarHidden(false);
@@ -169,6 +172,7 @@ void LMPreviewViewController::viewWillDisappear(bool animated)
 void LMPreviewViewController::viewDidDisappear(bool animated)
 {
     ViewController::viewDidDisappear(animated);
+    LMScreenRecorder::sharedRecorder()->setWindowRotationLocked(false);
 }
 
 void LMPreviewViewController::videoEditor_didFinishWithActivityTypes(
@@ -182,6 +186,7 @@ void LMPreviewViewController::videoEditor_didFinishWithActivityTypes(
 void LMPreviewViewController::extensionDidFinishWithActivityTypes(const std::vector<std::string>& activityTypes)
 {
     Log::ordinary("LMPreviewViewController:extensionDidFinish");
+    LMScreenRecorder::sharedRecorder()->restoreAudioSession();
     if (const auto self = sharedFrom(this)) {
         tellDelegateOfFinish([self] { return self->previewControllerDelegate(); }, activityTypes);
     }

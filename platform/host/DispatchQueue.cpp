@@ -82,8 +82,10 @@ private:
 
 MainQueueImpl& mainQueue()
 {
-    static MainQueueImpl queue;
-    return queue;
+    // Never destroyed: a platform thread may still post to it while the
+    // process exits, after static objects made later have gone.
+    static auto* queue = new MainQueueImpl(); // NOLINT(cppcoreguidelines-owning-memory)
+    return *queue;
 }
 
 class ConcurrentQueue final : public DispatchQueue {
@@ -187,8 +189,10 @@ namespace host {
 
 void postToPlatformThread(std::function<void()> task)
 {
-    static ConcurrentQueue platformQueue("com.lumora.platform.delivery");
-    platformQueue.async(std::move(task));
+    // Never destroyed, like the MainQueue: deliveries may chain while the process exits.
+    static auto* platformQueue
+        = new ConcurrentQueue("com.lumora.platform.delivery"); // NOLINT(cppcoreguidelines-owning-memory)
+    platformQueue->async(std::move(task));
 }
 
 } // namespace host

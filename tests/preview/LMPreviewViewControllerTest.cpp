@@ -200,7 +200,7 @@ TEST_F(PreviewLoading, ASubclassClassObjectReplacesInstantiationYetTheEmbeddingS
     EXPECT_TRUE(SimulatedDevice::shared().extensions().requests().empty());
 }
 
-TEST_F(PreviewLoading, WhileOnScreenThePreviewShowsTheStatusBarAndPutsItBackAfterwards)
+TEST_F(PreviewLoading, WhileOnScreenThePreviewShowsTheStatusBarAndLocksRotationThenPutsBothBack)
 {
     auto& application = SimulatedDevice::shared().application();
     const auto window = std::make_shared<platform::Window>(platform::Rect { { 0, 0 }, { 320, 568 } });
@@ -215,8 +215,11 @@ TEST_F(PreviewLoading, WhileOnScreenThePreviewShowsTheStatusBarAndPutsItBackAfte
         root->presentViewController_animated_completion(preview, false, nullptr);
         EXPECT_FALSE(application.isStatusBarHidden());
         EXPECT_EQ(preview->wasStatusBarHidden(), hidden);
+        // The recorder's rotation lock is on the application's window meanwhile.
+        EXPECT_TRUE(window->isInterfaceAutorotationDisabled());
         root->dismissViewControllerAnimated_completion(false, nullptr);
         EXPECT_EQ(application.isStatusBarHidden(), hidden);
+        EXPECT_FALSE(window->isInterfaceAutorotationDisabled());
     }
     test::drainMainQueue();
 }

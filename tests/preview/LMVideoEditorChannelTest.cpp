@@ -1,9 +1,12 @@
+#include "platform/AudioSession.h"
 #include "platform/ExtensionConnection.h"
 #include "platform/host/SimulatedDevice.h"
 #include "platform/host/SimulatedExtensions.h"
+#include "platform/host/SimulatedMedia.h"
 #include "preview/LMPreviewViewController.h"
 #include "preview/LMVideoEditorExtensionHostContext.h"
 #include "preview/LMVideoEditorHostViewController.h"
+#include "recording/LMScreenRecorder.h"
 #include "tests/harness/Harness.h"
 #include "tests/harness/VideoEditorExtension.h"
 
@@ -104,6 +107,8 @@ TEST_F(EditorChannel, TheEditorsMessageTravelsContextHostPreviewAndReachesTheDel
 {
     const auto delegate = std::make_shared<FullDelegate>();
     preview_->setPreviewControllerDelegate(delegate);
+    LMScreenRecorder::sharedRecorder()->setPreviousAudioCategory(std::string(platform::AudioSession::CategoryAmbient));
+    const auto audioChanges = SimulatedDevice::shared().media().audioCategoryChangeCount();
     test::LogCapture logs;
     editorFinishes({ "share.mail", "save", "share.mail" }, test::EditorRoute::Context,
         [&] { return delegate->heard.events.size() == 2; });
@@ -112,6 +117,8 @@ TEST_F(EditorChannel, TheEditorsMessageTravelsContextHostPreviewAndReachesTheDel
     EXPECT_THAT(logs.texts(Log::Level::Ordinary),
         ElementsAre("LMVideoEditorExtensionHostContext:extensionsDidFinish",
             "LMVideoEditorHostViewController:extensionsDidFinish", "LMPreviewViewController:extensionDidFinish"));
+    // Coming back from the editor puts the recorder's audio session back.
+    EXPECT_EQ(SimulatedDevice::shared().media().audioCategoryChangeCount(), audioChanges + 1);
 }
 
 TEST_F(EditorChannel, TheEditorMayAlsoTellTheHostViewControllerDirectly)
@@ -125,8 +132,10 @@ TEST_F(EditorChannel, TheEditorMayAlsoTellTheHostViewControllerDirectly)
     EXPECT_TRUE(logs.contains("LMVideoEditorHostViewController:extensionsDidFinish"));
 }
 
-TEST_F(EditorChannel, ADelegateHearsOnlyTheOperationsItAnswers)
+TEST_F(EditorChannel, AnInProcessEditorNeedsNoAudioRestoreAndADelegateHearsOnlyTheOperationsItAnswers)
 {
+    LMScreenRecorder::sharedRecorder()->setPreviousAudioCategory(std::string(platform::AudioSession::CategoryAmbient));
+    const auto audioChanges = SimulatedDevice::shared().media().audioCategoryChangeCount();
     const auto typesOnly = std::make_shared<TypesOnlyDelegate>();
     preview_->setPreviewControllerDelegate(typesOnly);
     preview_->videoEditor_didFinishWithActivityTypes(nullptr, { "a", "b", "a" });
@@ -143,6 +152,7 @@ TEST_F(EditorChannel, ADelegateHearsOnlyTheOperationsItAnswers)
     preview_->setPreviewControllerDelegate(nullptr);
     preview_->videoEditor_didFinishWithActivityTypes(nullptr, { "a" });
     EXPECT_EQ(test::drainMainQueue(), 0U);
+    EXPECT_EQ(SimulatedDevice::shared().media().audioCategoryChangeCount(), audioChanges);
 }
 
 TEST_F(EditorChannel, DelegateCallsAreQueuedNotMadeOnTheSpotAndKeepThePreviewAlive)
