@@ -3,11 +3,11 @@
 #include "platform/DispatchQueue.h"
 #include "platform/ExtensionConnection.h"
 #include "platform/Interface.h"
-#include "platform/Runtime.h"
 #include "platform/host/SimulatedDevice.h"
 #include "platform/host/SimulatedExtensions.h"
 #include "tests/harness/Harness.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <mutex>
@@ -15,13 +15,9 @@
 namespace lumora::platform {
 namespace {
 
-using host::SimulatedDevice;
-using ::testing::ElementsAre;
-
 constexpr std::string_view kIdentifier = "com.example.editor";
 
-// An extension-side view controller that exports a "note:" operation and
-// records what it is sent, with whether it ran on the MainQueue.
+// An extension-side view controller that takes "note:" messages from its host.
 class NoteTaker final : public ViewController {
 public:
     static std::shared_ptr<Interface> interface()
@@ -30,11 +26,11 @@ public:
         described->addOperation("note:", [](const ObjectRef& target, const std::vector<Value>& arguments) {
             const auto taker = std::dynamic_pointer_cast<NoteTaker>(target);
             const auto* text = arguments.empty() ? nullptr : arguments[0].string();
-            if (!taker || !text) {
+            if (!taker || text == nullptr) {
                 return false;
             }
             std::lock_guard lock(taker->mutex);
-            taker->notes.push_back(*text);
+            taker->notes.push_back(std::stoi(*text));
             taker->onMainQueue = taker->onMainQueue || MainQueue::isCurrent();
             return true;
         });
@@ -46,130 +42,64 @@ public:
         return notes.size();
     }
     std::mutex mutex;
-    std::vector<std::string> notes;
+    std::vector<int> notes;
     bool onMainQueue = false;
-};
-
-// A host-side context class that exports the note-taking protocol.
-class NoteContext final : public ExtensionContext {
-public:
-    class Class final : public ExtensionContext::Class {
-    public:
-        [[nodiscard]] std::shared_ptr<Interface> exportedInterface() const override { return NoteTaker::interface(); }
-    };
-    [[nodiscard]] const ExtensionContext::Class& classObject() const override
-    {
-        static const Class noteClass;
-        return noteClass;
-    }
 };
 
 class Extensions : public ::testing::Test {
 protected:
-    void install(const std::string& contextClass = "ExtensionContext")
+    void install(const std::string& contextClass)
     {
         auto attributes = std::make_shared<Dictionary>();
         (*attributes)[std::string(Extension::HostContextClassAttribute)] = contextClass;
-        (*attributes)[std::string(Extension::PointIdentifierAttribute)] = "com.example.point";
-        extensions().installExtension(std::string(kIdentifier), attributes, [](const host::ExtensionRequestSide& side) {
-            auto taker = std::make_shared<NoteTaker>();
-            side.hostViewConnection->setExportedInterface(NoteTaker::interface());
-            return taker;
-        });
+        host::SimulatedDevice::shared().extensions().installExtension(
+            std::string(kIdentifier), attributes, [](const host::ExtensionRequestSide& side) {
+                side.hostViewConnection->setExportedInterface(NoteTaker::interface());
+                return std::make_shared<NoteTaker>();
+            });
     }
 
-    static host::SimulatedExtensions& extensions() { return SimulatedDevice::shared().extensions(); }
-
-    // Instantiates and waits for the answer.
-    std::tuple<std::string, std::shared_ptr<RemoteViewController>, ErrorRef> instantiate(ExtensionItems items = {})
+    // Instantiates the extension's view controller and waits for the answer.
+    std::tuple<std::string, std::shared_ptr<RemoteViewController>, ErrorRef> instantiate()
     {
-        const auto extension = Extension::extensionWithIdentifier_error(std::string(kIdentifier), nullptr);
+        ErrorRef error;
+        const auto extension = Extension::extensionWithIdentifier_error(std::string(kIdentifier), &error);
+        EXPECT_EQ(error, nullptr);
         test::CallbackRecorder<std::string, std::shared_ptr<RemoteViewController>, ErrorRef> answered;
-        extension->instantiateViewControllerWithInputItems_connectionHandler(std::move(items), answered.callback());
+        extension->instantiateViewControllerWithInputItems_connectionHandler({}, answered.callback());
         EXPECT_TRUE(answered.wait());
         EXPECT_FALSE(answered.calledOnMainQueue());
         return answered.call();
     }
 };
 
-TEST_F(Extensions, LookupFindsInstalledExtensionsAndReportsWhyOthersAreMissing)
+TEST_F(Extensions, MessagesArriveInOrderOffTheMainQueueUntilTheExtensionEndsTheRequest)
 {
-    install();
-    ErrorRef error;
-    const auto found = Extension::extensionWithIdentifier_error(std::string(kIdentifier), &error);
-    ASSERT_NE(found, nullptr);
-    EXPECT_EQ(error, nullptr);
-    EXPECT_EQ(found->attributes()->stringForKey(Extension::PointIdentifierAttribute), "com.example.point");
-
-    EXPECT_EQ(Extension::extensionWithIdentifier_error("com.example.other", &error), nullptr);
-    ASSERT_NE(error, nullptr);
-    EXPECT_EQ(error->code(), Extension::NotFoundErrorCode);
-
-    const auto broken = Error::errorWithDomain("database", 5);
-    extensions().setLookupError(broken);
-    EXPECT_EQ(Extension::extensionWithIdentifier_error(std::string(kIdentifier), &error), nullptr);
-    EXPECT_EQ(error, broken);
-}
-
-TEST_F(Extensions, AHostClassThatIsNotLoadedFailsTheInstantiation)
-{
-    install("NoSuchContextClass");
+    install("ExtensionContext");
     const auto [requestIdentifier, controller, error] = instantiate();
-    EXPECT_TRUE(requestIdentifier.empty());
-    EXPECT_EQ(controller, nullptr);
-    ASSERT_NE(error, nullptr);
-    EXPECT_EQ(error->code(), Extension::ClassNotLoadedErrorCode);
-    EXPECT_TRUE(extensions().requests().empty());
-}
-
-TEST_F(Extensions, MessagesBetweenTheSidesArriveInOrderOffTheMainQueueWhileTheRequestLasts)
-{
-    Runtime::registerClass(std::make_shared<RuntimeClass>(
-        "NoteContext", "ExtensionContext", [] { return std::make_shared<NoteContext>(); }));
-    install("NoteContext");
-    const auto item = std::make_shared<ExtensionItem>();
-    auto [requestIdentifier, controller, error] = instantiate({ item });
     ASSERT_EQ(error, nullptr);
     ASSERT_NE(controller, nullptr);
-    const auto request = extensions().requestWithIdentifier(requestIdentifier);
+    const auto request = host::SimulatedDevice::shared().extensions().requestWithIdentifier(requestIdentifier);
     ASSERT_TRUE(request);
-    EXPECT_THAT(request->extensionContext->inputItems(), ElementsAre(item));
-    const auto hostContext = std::dynamic_pointer_cast<NoteContext>(
-        Extension(std::string(kIdentifier), nullptr).hostContextForRequestIdentifier(requestIdentifier));
-    ASSERT_NE(hostContext, nullptr);
-
-    // The extension writes to the host's context; the host to the extension's view controller.
-    const auto toHost = request->extensionContext->auxiliaryConnection()->remoteObjectProxyWithErrorHandler({});
-    const auto toExtension = controller->serviceViewControllerConnection()->remoteObjectProxyWithErrorHandler({});
     const auto taker = std::dynamic_pointer_cast<NoteTaker>(request->extensionViewController);
-    for (int note = 0; note < 20; ++note) {
+    const auto toExtension = controller->serviceViewControllerConnection()->remoteObjectProxyWithErrorHandler({});
+    for (int note = 0; note < 50; ++note) {
         toExtension->sendMessage("note:", { std::to_string(note) });
     }
-    // The host's context is no note taker, so it refuses; the platform says so to the sender.
-    test::CallbackRecorder<ErrorRef> refused;
-    request->extensionContext->auxiliaryConnection()
-        ->remoteObjectProxyWithErrorHandler(refused.callback())
-        ->sendMessage("note:", { 1 });
-    ASSERT_TRUE(refused.wait());
-    EXPECT_EQ(std::get<0>(refused.call())->code(), ExtensionConnection::MalformedMessageErrorCode);
-    ASSERT_TRUE(test::runUntil([&] { return taker->count() == 20; }));
-    EXPECT_EQ(taker->notes.front(), "0");
-    EXPECT_EQ(taker->notes.back(), "19");
-    EXPECT_TRUE(std::is_sorted(taker->notes.begin(), taker->notes.end(),
-        [](const auto& lhs, const auto& rhs) { return std::stoi(lhs) < std::stoi(rhs); }));
+    ASSERT_TRUE(test::runUntil([&] { return taker->count() == 50; }));
+    EXPECT_TRUE(std::is_sorted(taker->notes.begin(), taker->notes.end()));
     EXPECT_FALSE(taker->onMainQueue);
 
-    // The extension ends the request: both sides' messages become undeliverable.
+    // Once the extension has ended the request, its connections are gone.
     request->extensionContext->completeRequestReturningItems_completionHandler({}, nullptr);
-    ASSERT_TRUE(test::runUntil([&] { return extensions().requests().empty(); }));
+    ASSERT_TRUE(test::runUntil([] { return host::SimulatedDevice::shared().extensions().requests().empty(); }));
     test::CallbackRecorder<ErrorRef> undeliverable;
     controller->serviceViewControllerConnection()
         ->remoteObjectProxyWithErrorHandler(undeliverable.callback())
-        ->sendMessage("note:", { "late" });
-    toHost->sendMessage("note:", { "late" });
+        ->sendMessage("note:", { "50" });
     ASSERT_TRUE(undeliverable.wait());
     EXPECT_EQ(std::get<0>(undeliverable.call())->code(), ExtensionConnection::ConnectionInvalidErrorCode);
-    EXPECT_EQ(taker->count(), 20U);
+    EXPECT_EQ(taker->count(), 50U);
 }
 
 } // namespace

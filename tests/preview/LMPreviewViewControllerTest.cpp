@@ -80,16 +80,6 @@ TEST_F(PreviewLoading, OptionalItemsComeFirstInTheOrderAttachmentMessageColour)
     EXPECT_EQ(test::loadItemValue(items[2])->object(), tint);
 }
 
-TEST_F(PreviewLoading, ABundleWithoutANameSendsAnAbsentAppName)
-{
-    SimulatedDevice::shared().setMainBundle(test::fixturesDirectory() + "/bundles/Nameless.app");
-    const auto preview = loadPreview();
-    ASSERT_NE(preview, nullptr);
-    const auto items = test::latestEditorRequest()->inputItems;
-    ASSERT_EQ(items.size(), 3U);
-    EXPECT_TRUE(test::loadItemValue(items[0])->isNull());
-}
-
 TEST_F(PreviewLoading, CompletionComesOnTheMainQueueWithTheEditorEmbeddedAndWired)
 {
     test::CallbackRecorder<std::shared_ptr<LMPreviewViewController>> loaded;
@@ -121,32 +111,22 @@ TEST_F(PreviewLoading, CompletionComesOnTheMainQueueWithTheEditorEmbeddedAndWire
 
 TEST_F(PreviewLoading, AMissingEditorFailsAtOnceWithNoPreviewAndNoRequest)
 {
-    struct Case {
-        std::function<void()> arrange;
-        std::string expectedLog;
-    };
-    const std::vector<Case> cases {
-        { [] {
-             SimulatedDevice::shared().extensions().uninstallExtension(std::string(LMVideoEditorExtensionIdentifier));
-         },
+    auto& extensions = SimulatedDevice::shared().extensions();
+    const std::vector<std::pair<std::function<void()>, std::string>> cases {
+        { [&] { extensions.uninstallExtension(std::string(LMVideoEditorExtensionIdentifier)); },
             "error getting extension: 2" },
-        { [] { SimulatedDevice::shared().extensions().setLookupError(platform::Error::errorWithDomain("db", 77)); },
+        { [&] { extensions.setLookupError(platform::Error::errorWithDomain("db", 77)); },
             "error getting extension: 77" },
     };
-    for (const auto& testCase : cases) {
+    for (const auto& [arrange, expectedLog] : cases) {
         test::LogCapture logs;
-        testCase.arrange();
-        int calls = 0;
-        std::shared_ptr<LMPreviewViewController> received = std::make_shared<LMPreviewViewController>();
+        arrange();
+        std::vector<std::shared_ptr<LMPreviewViewController>> received;
         LMPreviewViewController::loadPreviewViewControllerWithMovieURL_completion(
-            movie_, [&](const std::shared_ptr<LMPreviewViewController>& preview) {
-                ++calls;
-                received = preview;
-            });
-        EXPECT_EQ(calls, 1) << testCase.expectedLog;
-        EXPECT_EQ(received, nullptr);
-        EXPECT_TRUE(logs.contains(testCase.expectedLog, Log::Level::Error));
-        EXPECT_TRUE(SimulatedDevice::shared().extensions().requests().empty());
+            movie_, [&](const std::shared_ptr<LMPreviewViewController>& preview) { received.push_back(preview); });
+        EXPECT_THAT(received, ElementsAre(nullptr)) << expectedLog;
+        EXPECT_TRUE(logs.contains(expectedLog, Log::Level::Error));
+        EXPECT_TRUE(extensions.requests().empty());
     }
 }
 

@@ -155,19 +155,6 @@ TEST_F(EditorChannel, AnInProcessEditorNeedsNoAudioRestoreAndADelegateHearsOnlyT
     EXPECT_EQ(SimulatedDevice::shared().media().audioCategoryChangeCount(), audioChanges);
 }
 
-TEST_F(EditorChannel, DelegateCallsAreQueuedNotMadeOnTheSpotAndKeepThePreviewAlive)
-{
-    const auto delegate = std::make_shared<FullDelegate>();
-    preview_->setPreviewControllerDelegate(delegate);
-    const std::weak_ptr<LMPreviewViewController> weakPreview = preview_;
-    preview_->videoEditor_didFinishWithActivityTypes(nullptr, { "x" });
-    preview_.reset();
-    EXPECT_TRUE(delegate->heard.events.empty());
-    EXPECT_FALSE(weakPreview.expired());
-    test::drainMainQueue();
-    EXPECT_THAT(delegate->heard.events, ElementsAre("types:x;", "finish"));
-}
-
 TEST_F(EditorChannel, AMessageAfterThePreviewHasGoneStopsAtTheHostViewController)
 {
     const auto host = preview_->hostViewController();

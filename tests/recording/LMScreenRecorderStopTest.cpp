@@ -123,7 +123,7 @@ TEST_F(LMScreenRecorderStop, StopPathsDifferInRotationUnlockSystemRecordingReset
     EXPECT_TRUE(runUntil([] { return requestCount("discardRecordingWithHandler:") == 1; }));
 }
 
-TEST_F(LMScreenRecorderStop, ServiceErrorsReachTheCallbacksUnchanged)
+TEST_F(LMScreenRecorderStop, ServiceAnswersReachTheCallbacksUnchanged)
 {
     service().setStopAnswer(std::nullopt, serviceError);
     start();
@@ -145,6 +145,12 @@ TEST_F(LMScreenRecorderStop, ServiceErrorsReachTheCallbacksUnchanged)
     ASSERT_EQ(broadcast.callCount(), 1U);
     EXPECT_EQ(broadcast.call(), std::make_tuple(platform::DictionaryRef(), ErrorRef()));
 
+    service().setStopAnswer(URL::fileURLWithPath("/tmp/movie.mp4"), nullptr);
+    start();
+    recorder->stopRecordingWithVideoURLHandler(url.callback());
+    ASSERT_EQ(url.callCount(), 2U);
+    EXPECT_EQ(url.call(1), std::make_tuple(std::optional(URL::fileURLWithPath("/tmp/movie.mp4")), ErrorRef()));
+
     // Neither a movie nor an error, and no broadcast to end: nobody is told.
     service().setStopAnswer(std::nullopt, nullptr);
     start();
@@ -152,17 +158,6 @@ TEST_F(LMScreenRecorderStop, ServiceErrorsReachTheCallbacksUnchanged)
     recorder->stopBroadcastWithHandler(nullptr);
     drainMainQueue();
     EXPECT_EQ(preview.callCount(), 1U);
-}
-
-TEST_F(LMScreenRecorderStop, StopWithVideoURLHandsOverTheMovieItself)
-{
-    start();
-    CallbackRecorder<std::optional<URL>, ErrorRef> url;
-    recorder->stopRecordingWithVideoURLHandler(url.callback());
-    ASSERT_EQ(url.callCount(), 1U);
-    EXPECT_EQ(std::get<0>(url.call())->path(), frameworkBundleDirectory() + "/srecorder.mp4");
-    EXPECT_EQ(std::get<1>(url.call()), nullptr);
-    EXPECT_TRUE(logs.contains("LMScreenRecorder: stop recording successful"));
 }
 
 TEST_F(LMScreenRecorderStop, StopAndSaveReportsSuccessWithTheSavedPathEvenWhenTheSaveFailsThenDiscards)
