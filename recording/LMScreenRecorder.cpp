@@ -472,6 +472,7 @@ void LMScreenRecorder::stopBroadcastWithHandler(BroadcastStopHandler handler)
         });
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it ends the recorder's last movie.
 void LMScreenRecorder::discardRecordingWithHandler(DiscardHandler handler)
 {
     // A running recording cannot be thrown away.

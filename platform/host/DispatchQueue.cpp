@@ -84,7 +84,8 @@ MainQueueImpl& mainQueue()
 {
     // Never destroyed: a platform thread may still post to it while the
     // process exits, after static objects made later have gone.
-    static auto* queue = new MainQueueImpl(); // NOLINT(cppcoreguidelines-owning-memory)
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* queue = new MainQueueImpl();
     return *queue;
 }
 
@@ -190,8 +191,8 @@ namespace host {
 void postToPlatformThread(std::function<void()> task)
 {
     // Never destroyed, like the MainQueue: deliveries may chain while the process exits.
-    static auto* platformQueue
-        = new ConcurrentQueue("com.lumora.platform.delivery"); // NOLINT(cppcoreguidelines-owning-memory)
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* platformQueue = new ConcurrentQueue("com.lumora.platform.delivery");
     platformQueue->async(std::move(task));
 }
 
