@@ -144,6 +144,10 @@ TEST_F(LMScreenRecorderStop, ServiceAnswersReachTheCallbacksUnchanged)
     recorder->stopBroadcastWithHandler(broadcast.callback());
     ASSERT_EQ(broadcast.callCount(), 1U);
     EXPECT_EQ(broadcast.call(), std::make_tuple(platform::DictionaryRef(), ErrorRef()));
+    // A released broadcast controller stops with no handler, which is then not called.
+    start();
+    recorder->stopBroadcastWithHandler(nullptr);
+    EXPECT_FALSE(recorder->isRecording());
 
     service().setStopAnswer(URL::fileURLWithPath("/tmp/movie.mp4"), nullptr);
     start();
