@@ -3,6 +3,7 @@
 #include "platform/Bundle.h"
 #include "platform/Date.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -60,6 +61,14 @@ public:
     void advanceClock(double seconds);
     [[nodiscard]] bool isClockFrozen() const;
 
+    // ---- Sandbox ---------------------------------------------------------------
+    /// Grants the process the access a sandbox token carries (here it only
+    /// records the token; nullopt: the process was given no token). Returns
+    /// the grant's handle, or -1 when no token was given.
+    std::int64_t consumeSandboxToken(std::optional<std::string> token);
+    /// The tokens consumed since the last reset, in order.
+    [[nodiscard]] std::vector<std::optional<std::string>> consumedSandboxTokens() const;
+
 private:
     SimulatedDevice();
 
@@ -69,6 +78,7 @@ private:
     std::shared_ptr<Bundle> mainBundle_;
     std::vector<std::string> languages_;
     std::string localeIdentifier_;
+    std::vector<std::optional<std::string>> sandboxTokens_;
 };
 
 } // namespace lumora::platform::host
