@@ -12,6 +12,7 @@
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lumora::test {
@@ -103,8 +104,11 @@ public:
     {
         std::unique_lock lock(state_->mutex);
         state_->asked.wait_for(lock, std::chrono::seconds(5), [this] { return bool(state_->completion); });
-        if (state_->completion) {
-            state_->completion(value, nullptr);
+        // Not kept: the completion holds the handler, which holds the request's items.
+        auto completion = std::exchange(state_->completion, nullptr);
+        lock.unlock();
+        if (completion) {
+            completion(value, nullptr);
         }
     }
 
