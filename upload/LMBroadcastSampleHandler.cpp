@@ -37,7 +37,7 @@ bool readsAsInteger(const Value& value)
 }
 
 platform::DispatchQueue& sharedQueue(
-    std::once_flag& once, std::shared_ptr<platform::DispatchQueue>*& queue, std::string_view label)
+    std::once_flag& once, const std::shared_ptr<platform::DispatchQueue>*& queue, std::string_view label)
 {
     std::call_once(once, [&] {
         // Made once and never destroyed.
@@ -274,14 +274,14 @@ LMBroadcastSampleHandler::AudioBufferListPtr LMBroadcastSampleHandler::_audioBuf
 platform::DispatchQueue& LMBroadcastSampleHandler::audioQueue() const
 {
     static std::once_flag once;
-    static std::shared_ptr<platform::DispatchQueue>* queue = nullptr;
+    static const std::shared_ptr<platform::DispatchQueue>* queue = nullptr;
     return sharedQueue(once, queue, LMBroadcastAudioSampleQueueLabel);
 }
 
 platform::DispatchQueue& LMBroadcastSampleHandler::videoQueue() const
 {
     static std::once_flag once;
-    static std::shared_ptr<platform::DispatchQueue>* queue = nullptr;
+    static const std::shared_ptr<platform::DispatchQueue>* queue = nullptr;
     return sharedQueue(once, queue, LMBroadcastVideoSampleQueueLabel);
 }
 

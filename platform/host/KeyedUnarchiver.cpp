@@ -31,7 +31,8 @@ const CodingClass* valueClassNamed(std::string_view name)
         { "NSMutableDictionary", &CodingClass::dictionary() },
         { "NSURL", &CodingClass::url() },
     } };
-    const auto found = std::find_if(table.begin(), table.end(), [name](const auto& row) { return row.first == name; });
+    const auto* const found
+        = std::find_if(table.begin(), table.end(), [name](const auto& row) { return row.first == name; });
     return found == table.end() ? nullptr : found->second;
 }
 

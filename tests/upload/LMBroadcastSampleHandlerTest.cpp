@@ -61,7 +61,8 @@ TEST(LMBroadcastSampleHandler, AudioArrivesInOrderOnTheAudioQueueInTheFixedForma
 {
     std::vector<Value> payloads;
     for (int i = 0; i < 32; ++i) {
-        payloads.emplace_back(audioPayload(i % 2 == 0 ? 2 : 3, 1024, static_cast<std::uint8_t>(i), i * 1024));
+        payloads.emplace_back(
+            audioPayload(i % 2 == 0 ? 2 : 3, 1024, static_cast<std::uint8_t>(i), std::int64_t { i } * 1024));
     }
     const ExtensionRequest request({ payloadItem(list(payloads)) });
     const auto handler = begin(request);
