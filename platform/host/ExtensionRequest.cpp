@@ -11,10 +11,7 @@ ExtensionRequest::ExtensionRequest(ExtensionItems inputItems)
     : context_(std::make_shared<ExtensionContext>(std::move(inputItems), [state = state_](const Outcome& outcome) {
           {
               std::lock_guard lock(state->mutex);
-              ++state->endings;
-              if (!state->outcome) {
-                  state->outcome = outcome;
-              }
+              state->endings.push_back(outcome);
           }
           state->ended.notify_all();
       }))
@@ -28,16 +25,22 @@ void ExtensionRequest::beginWithHandler(const std::shared_ptr<ExtensionRequestHa
 bool ExtensionRequest::hasEnded() const
 {
     std::lock_guard lock(state_->mutex);
-    return state_->outcome.has_value();
+    return !state_->endings.empty();
 }
 
 std::optional<ExtensionRequest::Outcome> ExtensionRequest::outcome() const
 {
     std::lock_guard lock(state_->mutex);
-    return state_->outcome;
+    return state_->endings.empty() ? std::nullopt : std::optional(state_->endings.front());
 }
 
 std::size_t ExtensionRequest::endCount() const
+{
+    std::lock_guard lock(state_->mutex);
+    return state_->endings.size();
+}
+
+std::vector<ExtensionRequest::Outcome> ExtensionRequest::endings() const
 {
     std::lock_guard lock(state_->mutex);
     return state_->endings;
@@ -46,8 +49,8 @@ std::size_t ExtensionRequest::endCount() const
 std::optional<ExtensionRequest::Outcome> ExtensionRequest::waitForOutcome(std::chrono::milliseconds timeout) const
 {
     std::unique_lock lock(state_->mutex);
-    state_->ended.wait_for(lock, timeout, [this] { return state_->outcome.has_value(); });
-    return state_->outcome;
+    state_->ended.wait_for(lock, timeout, [this] { return !state_->endings.empty(); });
+    return state_->endings.empty() ? std::nullopt : std::optional(state_->endings.front());
 }
 
 ExtensionItemRef ExtensionRequest::labelledItem(std::string_view label, Value value)

@@ -41,6 +41,8 @@ public:
     [[nodiscard]] std::optional<Outcome> outcome() const;
     /// How many times the extension ended the request.
     [[nodiscard]] std::size_t endCount() const;
+    /// Every ending, the outcome first.
+    [[nodiscard]] std::vector<Outcome> endings() const;
     /// Waits for the request to end, for at most `timeout`, and returns the
     /// outcome (nullopt on timeout). It does not run the MainQueue.
     [[nodiscard]] std::optional<Outcome> waitForOutcome(
@@ -61,8 +63,7 @@ private:
     struct State {
         mutable std::mutex mutex;
         std::condition_variable ended;
-        std::optional<Outcome> outcome;
-        std::size_t endings = 0;
+        std::vector<Outcome> endings;
     };
     std::shared_ptr<State> state_ = std::make_shared<State>();
     std::shared_ptr<ExtensionContext> context_;

@@ -85,17 +85,12 @@ Data handMadeArchive(const Value& clipDuration, const Value& properties)
     return *PropertyList::dataFromValue(Value(plist), PropertyList::Format::Binary);
 }
 
-TEST(LMBroadcastConfiguration, ANewConfigurationHasNoDurationAndNoProperties)
+TEST(LMBroadcastConfiguration, StartsEmptyAndKeepsTheDictionaryItself)
 {
     const auto configuration = std::make_shared<LMBroadcastConfiguration>();
     EXPECT_EQ(configuration->clipDuration(), 0.0);
     EXPECT_FALSE(configuration->videoCompressionProperties());
     EXPECT_TRUE(LMBroadcastConfiguration::supportsSecureCoding());
-}
-
-TEST(LMBroadcastConfiguration, TheSetterKeepsTheDictionaryItself)
-{
-    const auto configuration = std::make_shared<LMBroadcastConfiguration>();
     const auto properties = compressionProperties();
     configuration->setVideoCompressionProperties(properties);
     EXPECT_EQ(configuration->videoCompressionProperties().get(), properties.get());

@@ -134,24 +134,7 @@ TEST(KeyedArchiver, PropertyListValuesRoundTripExactly)
     EXPECT_EQ(decoded, original);
 }
 
-TEST(KeyedArchiver, SharedContainersAndEqualStringsAreWrittenOnce)
-{
-    const auto shared = array({ Value("same"), Value("same") });
-    const Data data = archive(Value(array({ Value(shared), Value(shared) })));
-    // $null, outer array, its class, inner array, "same", NSArray class reused.
-    EXPECT_EQ(PropertyList::valueFromData(data)->dictionary()->valueForKey("$objects").array()->size(), 5U);
-}
-
-TEST(KeyedArchiver, ObjectsThatCannotBeArchivedFailWithInvalidValue)
-{
-    ErrorRef error;
-    EXPECT_FALSE(KeyedArchiver::archivedDataWithRootObject_requiringSecureCoding_error(
-        Value(std::make_shared<Object>()), false, &error));
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->code(), CoderError::InvalidValue);
-}
-
-TEST(KeyedArchiver, ObjectsOfCodingClassesRoundTripWithPlainValues)
+TEST(KeyedArchiver, ObjectsOfCodingClassesRoundTripAndOthersCannotBeArchived)
 {
     auto head = std::make_shared<Node>();
     head->count = -7;
@@ -169,6 +152,12 @@ TEST(KeyedArchiver, ObjectsOfCodingClassesRoundTripWithPlainValues)
     ASSERT_TRUE(decoded->next);
     EXPECT_EQ(decoded->next->count, 3);
     EXPECT_FALSE(decoded->next->next);
+
+    // Objects that do not adopt Coding cannot be archived.
+    EXPECT_FALSE(KeyedArchiver::archivedDataWithRootObject_requiringSecureCoding_error(
+        Value(std::make_shared<Object>()), false, &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), CoderError::InvalidValue);
 }
 
 TEST(KeyedUnarchiver, RefusesAClassThatWasNotAllowed)

@@ -1,10 +1,8 @@
 #include "platform/AudioFormat.h"
 #include "platform/DispatchQueue.h"
 #include "platform/SampleBuffer.h"
-#include "platform/Sandbox.h"
 #include "platform/TypeIdentifier.h"
 #include "platform/host/ExtensionRequest.h"
-#include "platform/host/SimulatedDevice.h"
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -62,16 +60,6 @@ TEST(SampleBuffer, AttachedAudioIsCopiedAndTheCountMustFitTheData)
     EXPECT_EQ(huge->setDataBufferFromAudioBufferList(list), MediaError::SampleBufferInvalidSampleData);
     EXPECT_FALSE(AudioFormatDescription::create(AudioStreamBasicDescription {}, &status));
     EXPECT_EQ(status, MediaError::FormatDescriptionInvalidParameter);
-}
-
-TEST(Sandbox, TheDeviceRecordsEveryConsumedToken)
-{
-    EXPECT_GE(Sandbox::consumeExtension("token-1"), 0);
-    EXPECT_EQ(Sandbox::consumeExtension(nullptr), -1);
-    const auto consumed = host::SimulatedDevice::shared().consumedSandboxTokens();
-    ASSERT_EQ(consumed.size(), 2U);
-    EXPECT_EQ(consumed[0], std::optional<std::string>("token-1"));
-    EXPECT_FALSE(consumed[1]);
 }
 
 TEST(ExtensionRequest, TheFirstEndingIsTheOutcomeAndLoadsRunOnPlatformThreads)

@@ -48,12 +48,13 @@ TEST(LMBroadcastHandler, ServiceInfoIsAppendedOnceAndTheBaseIgnoresRequests)
     handler->setExtensionContext(second.context());
     handler->_completeRequestWithReturnItems({ own });
     handler->_completeRequestWithReturnItems({});
-    ASSERT_EQ(second.endCount(), 2U);
-    const auto items = second.outcome()->returnedItems;
-    ASSERT_EQ(items.size(), 2U);
-    EXPECT_EQ(items[0], own);
-    EXPECT_EQ(ExtensionRequest::loadValueOfItem(items, LMBroadcastExtensionKeyExtensionServiceInfo),
+    const auto endings = second.endings();
+    ASSERT_EQ(endings.size(), 2U);
+    ASSERT_EQ(endings[0].returnedItems.size(), 2U);
+    EXPECT_EQ(endings[0].returnedItems[0], own);
+    EXPECT_EQ(ExtensionRequest::loadValueOfItem(endings[0].returnedItems, LMBroadcastExtensionKeyExtensionServiceInfo),
         Value(dictionary({ { "b", Value(2) } })));
+    EXPECT_TRUE(endings[1].returnedItems.empty());
 }
 
 TEST(LMBroadcastMP4ClipHandler, TheClipArrivesOnceAllFourItemsHaveLoadedInAnyOrder)

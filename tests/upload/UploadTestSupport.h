@@ -36,16 +36,14 @@ struct HookCall {
 
 class HookLog {
 public:
-    void record(std::string hook)
-    {
-        record(HookCall { std::move(hook), nullptr, nullptr, 0, "", std::nullopt, false });
-    }
-    void record(HookCall call)
+    void record(std::string hook, DictionaryRef setupInfo = nullptr,
+        std::shared_ptr<platform::SampleBuffer> sample = nullptr, std::int64_t type = 0,
+        std::optional<platform::URL> url = std::nullopt, bool finished = false)
     {
         const auto* queue = platform::DispatchQueue::current();
-        call.queueLabel = queue != nullptr ? queue->label() : "";
         std::lock_guard lock(mutex_);
-        calls_.push_back(std::move(call));
+        calls_.push_back(HookCall { std::move(hook), std::move(setupInfo), std::move(sample), type,
+            queue != nullptr ? queue->label() : "", std::move(url), finished });
         changed_.notify_all();
     }
     /// Waits until `count` calls have arrived (at most `timeout`) and returns all calls so far.
@@ -64,16 +62,13 @@ private:
 
 class RecordingSampleHandler final : public LMBroadcastSampleHandler {
 public:
-    void broadcastStartedWithSetupInfo(const DictionaryRef& setupInfo) override
-    {
-        log.record(HookCall { "started", setupInfo, nullptr, 0, "", std::nullopt, false });
-    }
+    void broadcastStartedWithSetupInfo(const DictionaryRef& setupInfo) override { log.record("started", setupInfo); }
     void broadcastPaused() override { log.record("paused"); }
     void broadcastResumed() override { log.record("resumed"); }
     void broadcastFinished() override { log.record("finished"); }
     void processSampleBuffer_withType(const std::shared_ptr<platform::SampleBuffer>& sample, std::int64_t type) override
     {
-        log.record(HookCall { "sample", nullptr, sample, type, "", std::nullopt, false });
+        log.record("sample", nullptr, sample, type);
     }
     HookLog log;
 };
@@ -83,7 +78,7 @@ public:
     void processMP4ClipWithURL_setupInfo_finished(
         const std::optional<platform::URL>& url, const DictionaryRef& setupInfo, bool finished) override
     {
-        log.record(HookCall { "clip", setupInfo, nullptr, 0, "", url, finished });
+        log.record("clip", setupInfo, nullptr, 0, url, finished);
     }
     HookLog log;
 };
