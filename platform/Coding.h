@@ -23,8 +23,8 @@ class Coder;
 /// descriptor is what a caller passes to say "allow this class here". The
 /// property-list value classes (numbers, strings, data, dates, arrays,
 /// dictionaries) and URLs have descriptors of their own; they decode to
-/// Values of the matching kind. Archives name them with the standard
-/// Foundation class names, so that standard keyed unarchivers read them.
+/// Values of the matching kind. Archives name them with the class names
+/// that standard keyed unarchivers expect, so that those read them.
 class CodingClass {
 public:
     /// Builds an instance from the archive `coder` is reading ("initWithCoder:").
