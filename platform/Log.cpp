@@ -80,22 +80,23 @@ std::string Log::format(std::string_view format, const std::vector<Arg>& args)
             text.push_back(c);
             continue;
         }
-        const char spec = format[i + 1];
-        if (spec == '%') {
+        const char conversion = format[i + 1];
+        if (conversion == '%') {
             text.push_back('%');
             ++i;
             continue;
         }
-        const bool known = spec == 'i' || spec == 'd' || spec == 'u' || spec == 's' || spec == '@';
+        const bool known
+            = conversion == 'i' || conversion == 'd' || conversion == 'u' || conversion == 's' || conversion == '@';
         if (!known || next == args.size()) {
             text.push_back(c);
             continue;
         }
         const Arg& arg = args[next++];
-        if (spec == 's' || spec == '@') {
+        if (conversion == 's' || conversion == '@') {
             text += arg.asText();
         } else {
-            text += arg.asInteger(spec == 'u');
+            text += arg.asInteger(conversion == 'u');
         }
         ++i;
     }

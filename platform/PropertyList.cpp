@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <limits>
 #include <memory>
 #include <plist/plist.h>
+#include <span>
 
 namespace lumora::platform {
 
@@ -43,19 +45,16 @@ Value toValue(plist_t node, int depth)
         return Value(number);
     }
     case PLIST_STRING: {
-        char* text = nullptr;
-        plist_get_string_val(node, &text);
-        Value value(std::string(text != nullptr ? text : ""));
-        std::free(text); // NOLINT(cppcoreguidelines-no-malloc)
-        return value;
+        // Read in place with its length: a damaged file may hold a string
+        // with a NUL inside, which the copying reader refuses with an abort.
+        std::uint64_t length = 0;
+        const char* text = plist_get_string_ptr(node, &length);
+        return Value(text != nullptr ? std::string(text, static_cast<std::size_t>(length)) : std::string());
     }
     case PLIST_DATA: {
-        char* bytes = nullptr;
         std::uint64_t length = 0;
-        plist_get_data_val(node, &bytes, &length);
-        Value value(Data(bytes, static_cast<std::size_t>(length)));
-        std::free(bytes); // NOLINT(cppcoreguidelines-no-malloc)
-        return value;
+        const char* bytes = plist_get_data_ptr(node, &length);
+        return Value(bytes != nullptr ? Data(bytes, static_cast<std::size_t>(length)) : Data());
     }
     case PLIST_DATE: {
         std::int32_t seconds = 0;
@@ -88,6 +87,11 @@ Value toValue(plist_t node, int depth)
         }
         std::free(iter); // NOLINT(cppcoreguidelines-no-malloc)
         return Value(std::move(dictionary));
+    }
+    case PLIST_UID: {
+        std::uint64_t uid = 0;
+        plist_get_uid_val(node, &uid);
+        return PropertyList::uidValue(uid);
     }
     default:
         return {};
@@ -127,6 +131,9 @@ plist_t toPlist(const Value& value)
         }
         plist_t operator()(const DictionaryRef& dictionary) const
         {
+            if (const auto uid = PropertyList::uidFromValue(Value(dictionary))) {
+                return plist_new_uid(*uid);
+            }
             PlistPtr node(plist_new_dict());
             for (const auto& [key, element] : *dictionary) {
                 plist_t item = toPlist(element);
@@ -142,11 +149,96 @@ plist_t toPlist(const Value& value)
     return std::visit(Convert {}, value.storage());
 }
 
+std::uint64_t readBigEndian(std::span<const std::uint8_t> bytes, std::size_t at, std::size_t width)
+{
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i) {
+        value = (value << 8U) | bytes[at + i];
+    }
+    return value;
+}
+
+// Whether every string object of a binary property list is free of NUL
+// characters. The reader aborts the process on a dictionary key with a NUL
+// inside, so such files are refused before they reach it. Anything this scan
+// cannot make sense of is left for the reader to refuse.
+bool binaryStringsAreFreeOfNul(std::span<const std::uint8_t> bytes)
+{
+    constexpr std::size_t kHeader = 8;
+    constexpr std::size_t kTrailer = 32;
+    if (bytes.size() < kHeader + kTrailer || std::memcmp(bytes.data(), "bplist00", kHeader) != 0) {
+        return true;
+    }
+    const std::size_t trailer = bytes.size() - kTrailer;
+    const std::size_t offsetWidth = bytes[trailer + 6];
+    const std::uint64_t count = readBigEndian(bytes, trailer + 8, 8);
+    const std::uint64_t table = readBigEndian(bytes, trailer + 24, 8);
+    if (offsetWidth == 0 || offsetWidth > 8 || table >= trailer || count > (trailer - table) / offsetWidth) {
+        return true;
+    }
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const std::uint64_t offset = readBigEndian(bytes, table + i * offsetWidth, offsetWidth);
+        if (offset >= trailer) {
+            continue;
+        }
+        const unsigned kind = bytes[offset] >> 4U;
+        if (kind != 0x5 && kind != 0x6) { // ASCII and UTF-16 strings
+            continue;
+        }
+        std::uint64_t length = bytes[offset] & 0xFU;
+        std::uint64_t position = offset + 1;
+        if (length == 0xF) {
+            if (position >= trailer || (bytes[position] >> 4U) != 0x1) {
+                continue;
+            }
+            const std::size_t width = std::size_t { 1 } << (bytes[position] & 0xFU);
+            if (width > 8 || position + 1 + width > trailer) {
+                continue;
+            }
+            length = readBigEndian(bytes, position + 1, width);
+            position += 1 + width;
+        }
+        const std::size_t unit = kind == 0x5 ? 1 : 2;
+        if (length > (trailer - position) / unit) {
+            continue;
+        }
+        for (std::uint64_t c = 0; c < length; ++c) {
+            const std::size_t at = position + c * unit;
+            if (bytes[at] == 0 && (unit == 1 || bytes[at + 1] == 0)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
 } // namespace
+
+Value PropertyList::uidValue(std::uint64_t uid)
+{
+    // UIDs of real archives are far below 2^63; larger ones cannot be told apart.
+    auto dictionary = std::make_shared<Dictionary>();
+    dictionary->emplace(std::string(UIDKey), Value(static_cast<std::int64_t>(uid)));
+    return Value(std::move(dictionary));
+}
+
+std::optional<std::uint64_t> PropertyList::uidFromValue(const Value& value)
+{
+    const auto dictionary = value.dictionary();
+    if (!dictionary || dictionary->size() != 1) {
+        return std::nullopt;
+    }
+    const Value& uid = dictionary->valueForKey(UIDKey);
+    if (!uid.isInteger() || uid.int64Value() < 0) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(uid.int64Value());
+}
 
 std::optional<Value> PropertyList::valueFromData(const Data& data)
 {
-    if (data.empty() || data.length() > std::numeric_limits<std::uint32_t>::max()) {
+    if (data.empty() || data.length() > std::numeric_limits<std::uint32_t>::max()
+        || !binaryStringsAreFreeOfNul(data.span())) {
         return std::nullopt;
     }
     plist_t root = nullptr;

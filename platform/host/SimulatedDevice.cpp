@@ -32,6 +32,7 @@ void SimulatedDevice::reset()
         mainBundle_.reset();
         languages_ = { "en" };
         localeIdentifier_ = "en_US";
+        sandboxTokens_.clear();
     }
     HostClock::release();
     application().reset();
@@ -201,6 +202,20 @@ void SimulatedDevice::advanceClock(double seconds)
 bool SimulatedDevice::isClockFrozen() const
 {
     return HostClock::isFrozen();
+}
+
+std::int64_t SimulatedDevice::consumeSandboxToken(std::optional<std::string> token)
+{
+    std::lock_guard lock(mutex_);
+    const bool given = token.has_value();
+    sandboxTokens_.push_back(std::move(token));
+    return given ? static_cast<std::int64_t>(sandboxTokens_.size()) : -1;
+}
+
+std::vector<std::optional<std::string>> SimulatedDevice::consumedSandboxTokens() const
+{
+    std::lock_guard lock(mutex_);
+    return sandboxTokens_;
 }
 
 } // namespace lumora::platform::host

@@ -3,6 +3,7 @@
 #include "platform/Bundle.h"
 #include "platform/Date.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -86,6 +87,13 @@ public:
     SimulatedMedia& media();
     /// The recording service behind the local proxy: requests seen, start answers.
     SimulatedRecordingService& recordingService();
+    // ---- Sandbox ---------------------------------------------------------------
+    /// Grants the process the access a sandbox token carries (here it only
+    /// records the token; nullopt: the process was given no token). Returns
+    /// the grant's handle, or -1 when no token was given.
+    std::int64_t consumeSandboxToken(std::optional<std::string> token);
+    /// The tokens consumed since the last reset, in order.
+    [[nodiscard]] std::vector<std::optional<std::string>> consumedSandboxTokens() const;
 
 private:
     SimulatedDevice();
@@ -96,6 +104,7 @@ private:
     std::shared_ptr<Bundle> mainBundle_;
     std::vector<std::string> languages_;
     std::string localeIdentifier_;
+    std::vector<std::optional<std::string>> sandboxTokens_;
 };
 
 } // namespace lumora::platform::host

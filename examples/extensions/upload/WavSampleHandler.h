@@ -1,0 +1,45 @@
+#pragma once
+
+#include "extensions/upload/WavWriter.h"
+#include "upload/LMBroadcastSampleHandler.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace lumora::sample {
+
+/// What a sample upload extension keeps across requests: the platform makes
+/// one handler per request, but the broadcast's two WAV files outlive them.
+/// Only the audio queue touches the writers.
+struct WavRecording {
+    explicit WavRecording(std::string directory) : outputDirectory(std::move(directory)) { }
+
+    std::string outputDirectory;
+    std::unique_ptr<WavWriter> applicationAudio;
+    std::unique_ptr<WavWriter> microphoneAudio;
+    std::uint64_t samplesReceived = 0;
+    /// Called on the audio queue once both files are closed.
+    std::function<void()> onClosed;
+};
+
+/// A sample upload extension that writes the application audio and the
+/// microphone audio it receives to two WAV files, converting each from the
+/// byte order its format declares (big-endian application audio,
+/// little-endian microphone audio) to the little-endian order of WAV.
+class WavSampleHandler final : public LMBroadcastSampleHandler {
+public:
+    explicit WavSampleHandler(std::shared_ptr<WavRecording> recording) : recording_(std::move(recording)) { }
+
+    void broadcastStartedWithSetupInfo(const platform::DictionaryRef& setupInfo) override;
+    void broadcastPaused() override;
+    void broadcastResumed() override;
+    void broadcastFinished() override;
+    void processSampleBuffer_withType(
+        const std::shared_ptr<platform::SampleBuffer>& sampleBuffer, std::int64_t sampleBufferType) override;
+
+private:
+    std::shared_ptr<WavRecording> recording_;
+};
+
+} // namespace lumora::sample

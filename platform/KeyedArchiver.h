@@ -1,0 +1,74 @@
+#pragma once
+
+#include "platform/Coding.h"
+#include "platform/Data.h"
+#include "platform/Error.h"
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumora::platform {
+
+/// Writes keyed archives in the format standard keyed archivers write: a
+/// binary property list with "$archiver" = "NSKeyedArchiver", "$version" =
+/// 100000, "$top" (the root keys, "root" for the root object) and "$objects"
+/// (entry 0 is "$null"; every object is one entry, referenced by UID; an
+/// object of a class is a dictionary whose "$class" refers to a class record
+/// with "$classname" and "$classes").
+///
+/// Strings, numbers and data are entries of their own; dates, URLs, arrays
+/// and dictionaries are written as NSDate, NSURL, NSArray and NSDictionary
+/// records; other objects must adopt Coding. The same array, dictionary or
+/// object (by identity), and equal strings, are written once.
+class KeyedArchiver final : public Coder {
+public:
+    static constexpr std::string_view ArchiverName = "NSKeyedArchiver";
+    static constexpr std::int64_t ArchiveVersion = 100000;
+
+    /// The archive of `object` as the root object, or nullopt with `*error`
+    /// set (when `error` is given) if something in it cannot be archived. With
+    /// `requiringSecureCoding`, every object's class must support secure coding.
+    static std::optional<Data> archivedDataWithRootObject_requiringSecureCoding_error(
+        const Value& object, bool requiringSecureCoding, ErrorRef* error);
+
+    explicit KeyedArchiver(bool requiringSecureCoding);
+
+    void encodeObject_forKey(const Value& object, std::string_view key) override;
+    void encodeBool_forKey(bool value, std::string_view key) override;
+    void encodeInt64_forKey(std::int64_t value, std::string_view key) override;
+    void encodeDouble_forKey(double value, std::string_view key) override;
+
+    /// Ends the archive; nothing can be encoded afterwards.
+    void finishEncoding();
+    /// The archive once finished, or nullopt when archiving failed.
+    [[nodiscard]] std::optional<Data> encodedData() const;
+
+    [[nodiscard]] bool requiresSecureCoding() const override { return requiringSecureCoding_; }
+    [[nodiscard]] ErrorRef error() const override { return error_; }
+    void failWithError(const ErrorRef& error) override;
+
+private:
+    std::uint64_t encodeValue(const Value& value);
+    std::uint64_t append(Value entry);
+    std::uint64_t classReference(const CodingClass& objectClass);
+    std::shared_ptr<Dictionary>& currentRecord() { return records_.back(); }
+
+    bool requiringSecureCoding_;
+    bool finished_ = false;
+    ErrorRef error_;
+    std::vector<Value> objects_;
+    std::vector<std::shared_ptr<Dictionary>> records_; // records being filled; the first is "$top"
+    std::map<const void*, std::uint64_t> byIdentity_;
+    std::vector<Value> retained_;
+    std::map<std::string, std::uint64_t, std::less<>> strings_;
+    std::map<std::string, std::uint64_t, std::less<>> classes_;
+    std::optional<Data> data_;
+};
+
+} // namespace lumora::platform

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "platform/ExtensionContext.h"
+#include "platform/ExtensionItem.h"
+#include "platform/ExtensionRequestHandling.h"
+#include "platform/Object.h"
+#include "platform/Value.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace lumora {
+
+/// The common base of the handlers a broadcast upload extension subclasses
+/// (LMBroadcastSampleHandler, LMBroadcastMP4ClipHandler). It keeps the
+/// request's context and the service info the extension publishes, and it
+/// alone completes the request, returning the service info once.
+///
+/// One handler serves one request. Handlers live in a `std::shared_ptr`, as
+/// every platform object does; work they queue keeps them alive.
+class LMBroadcastHandler : public platform::Object, public platform::ExtensionRequestHandling {
+public:
+    LMBroadcastHandler() = default;
+
+    /// The base does nothing: each handler kind overrides it. A direct
+    /// subclass of the base that does not override it never completes its request.
+    void beginRequestWithExtensionContext(const std::shared_ptr<platform::ExtensionContext>& context) override;
+
+    /// Publishes service information for the host, replacing what was there
+    /// (no merge); null clears it. It reaches the host when the request completes.
+    void updateServiceInfo(platform::DictionaryRef serviceInfo);
+
+    [[nodiscard]] platform::DictionaryRef serviceInfo() const { return serviceInfo_.load(); }
+    void setServiceInfo(platform::DictionaryRef serviceInfo) { serviceInfo_.store(std::move(serviceInfo)); }
+    [[nodiscard]] const std::shared_ptr<platform::ExtensionContext>& extensionContext() const
+    {
+        return extensionContext_;
+    }
+    void setExtensionContext(std::shared_ptr<platform::ExtensionContext> context)
+    {
+        extensionContext_ = std::move(context);
+    }
+
+    [[nodiscard]] std::string className() const override { return "LMBroadcastHandler"; }
+    [[nodiscard]] bool isKindOfClassNamed(const std::string& name) const override
+    {
+        return name == "LMBroadcastHandler" || Object::isKindOfClassNamed(name);
+    }
+
+    /// The single completion path of the handler kinds: completes the request
+    /// with `items`, followed by one service-info item when service info is
+    /// set (which is then cleared, so it is returned once only).
+    void _completeRequestWithReturnItems(platform::ExtensionItems items);
+
+protected:
+    /// An item titled `label` with one attachment holding `value` under the
+    /// generic data type identifier.
+    static platform::ExtensionItemRef _itemWithTitle_value(std::string_view label, platform::Value value);
+    /// The title text of `item`, or empty when it has none.
+    static std::string_view _titleOfItem(const platform::ExtensionItem& item);
+
+private:
+    // The extension may publish service info from any thread while a load
+    // callback completes the request; an atomic reference keeps the hand-over
+    // (and "returned once") safe without a lock of the framework's own.
+    std::atomic<platform::DictionaryRef> serviceInfo_;
+    std::shared_ptr<platform::ExtensionContext> extensionContext_;
+};
+
+} // namespace lumora

@@ -1,0 +1,307 @@
+#include "upload/LMBroadcastSampleHandler.h"
+
+#include "platform/Log.h"
+#include "platform/TypeIdentifier.h"
+#include "upload/LMBroadcastExtensionKeys.h"
+
+#include <atomic>
+#include <cstring>
+#include <mutex>
+#include <new>
+
+namespace lumora {
+
+namespace {
+
+using platform::Log;
+using platform::Value;
+
+constexpr std::size_t kTimingInfoLength = sizeof(platform::SampleTimingInfo);
+static_assert(kTimingInfoLength == 72);
+
+// The completion counter and total of one request, shared by its load
+// callbacks until the last one has run.
+struct RequestProgress {
+    explicit RequestProgress(std::uint64_t itemCount) : total(itemCount) { }
+    // Load callbacks run concurrently on platform threads. A plain integer
+    // would be a data race; an atomic increment takes no lock and does not
+    // depend on the order of the callbacks either.
+    std::atomic<std::uint64_t> callbacks { 0 };
+    const std::uint64_t total;
+};
+
+// A payload value that reads as an integer: absent, or a number.
+bool readsAsInteger(const Value& value)
+{
+    return value.isNull() || value.isNumber();
+}
+
+platform::DispatchQueue& sharedQueue(
+    std::once_flag& once, const std::shared_ptr<platform::DispatchQueue>*& queue, std::string_view label)
+{
+    std::call_once(once, [&] {
+        // Made once and never destroyed.
+        queue = new std::shared_ptr<platform::DispatchQueue>( // NOLINT(cppcoreguidelines-owning-memory)
+            platform::DispatchQueue::makeSerial(std::string(label)));
+    });
+    return **queue;
+}
+
+} // namespace
+
+void LMBroadcastSampleHandler::AudioBufferListDeleter::operator()(platform::AudioBufferList* list) const
+{
+    if (list == nullptr) {
+        return;
+    }
+    delete[] static_cast<std::uint8_t*>(list->buffers[0].data); // NOLINT(cppcoreguidelines-owning-memory)
+    delete list; // NOLINT(cppcoreguidelines-owning-memory)
+}
+
+void LMBroadcastSampleHandler::beginRequestWithExtensionContext(
+    const std::shared_ptr<platform::ExtensionContext>& context)
+{
+    setExtensionContext(context);
+    // The load callbacks hold the handler; a handler nobody owns cannot be held.
+    auto self = sharedFrom(this);
+    if (!self || !context) {
+        Log::error("Ignoring request: the handler has no owner or the request no context");
+        return;
+    }
+    const std::string dataType(platform::TypeIdentifier::Data);
+    const auto& inputItems = context->inputItems();
+    auto progress = std::make_shared<RequestProgress>(inputItems.size());
+    for (const auto& item : inputItems) {
+        // The platform promises an attachment per item; a host that breaks
+        // the promise gets its item skipped rather than a crash. Like an item
+        // without data, it is never counted.
+        if (!item || item->attachments().empty() || !item->attachments().front()) {
+            Log::error("Ignoring input item without attachments");
+            continue;
+        }
+        const auto& attachment = item->attachments().front();
+        if (!attachment->hasItemConformingToTypeIdentifier(dataType)) {
+            continue;
+        }
+        attachment->loadItemForTypeIdentifier_options_completionHandler(
+            dataType, nullptr, [self, progress](const Value& value, const platform::ErrorRef& error) {
+                if (error) {
+                    Log::error("Error loading input item for type");
+                } else {
+                    self->_processLoadedValue(value);
+                }
+                if (progress->callbacks.fetch_add(1, std::memory_order_acq_rel) + 1 == progress->total) {
+                    self->_completeRequestWithReturnItems({});
+                }
+            });
+    }
+}
+
+void LMBroadcastSampleHandler::_processLoadedValue(const Value& value)
+{
+    if (const auto list = value.array()) {
+        for (const auto& element : *list) {
+            if (const auto payload = element.dictionary()) {
+                _processPayload(payload);
+            } else {
+                Log::error("Ignoring list element that is not a payload dictionary");
+            }
+        }
+    } else if (const auto payload = value.dictionary()) {
+        _processPayload(payload);
+    } else {
+        Log::error("Ignoring loaded value that is neither a payload nor a list of payloads");
+    }
+}
+
+void LMBroadcastSampleHandler::broadcastStartedWithSetupInfo(const platform::DictionaryRef& /*setupInfo*/) { }
+
+void LMBroadcastSampleHandler::broadcastPaused() { }
+
+void LMBroadcastSampleHandler::broadcastResumed() { }
+
+void LMBroadcastSampleHandler::broadcastFinished() { }
+
+void LMBroadcastSampleHandler::processSampleBuffer_withType(
+    const std::shared_ptr<platform::SampleBuffer>& /*sampleBuffer*/, std::int64_t /*sampleBufferType*/)
+{ }
+
+void LMBroadcastSampleHandler::_processPayload(const platform::DictionaryRef& payload)
+{
+    if (!payload) {
+        return;
+    }
+    const Value& sampleType = payload->valueForKey(LMBroadcastProcessExtensionPayloadKeySampleType);
+    if (!readsAsInteger(sampleType)) {
+        Log::error("Ignoring payload whose sample type is not a number");
+        return;
+    }
+    switch (sampleType.int64Value()) {
+    case LMBroadcastSampleTypeVideo:
+        _processPayloadWithVideoSample(payload);
+        return;
+    case LMBroadcastSampleTypeAudioApp:
+    case LMBroadcastSampleTypeAudioMic:
+        _processPayloadWithAudioSample_type(payload, sampleType.int64Value());
+        return;
+    default:
+        break;
+    }
+
+    const Value& actionType = payload->valueForKey(LMBroadcastProcessExtensionPayloadKeyActionType);
+    if (!readsAsInteger(actionType)) {
+        Log::error("Ignoring payload whose action type is not a number");
+        return;
+    }
+    switch (actionType.int64Value()) {
+    case LMBroadcastActionTypeStarted: {
+        const Value& setupInfo = payload->valueForKey(LMBroadcastExtensionKeyExtensionUserInfo);
+        if (!setupInfo.isNull() && !setupInfo.isDictionary()) {
+            Log::error("Ignoring start action whose user info is not a dictionary");
+            return;
+        }
+        broadcastStartedWithSetupInfo(setupInfo.dictionary());
+        break;
+    }
+    case LMBroadcastActionTypePaused:
+        broadcastPaused();
+        break;
+    case LMBroadcastActionTypeResumed:
+        broadcastResumed();
+        break;
+    case LMBroadcastActionTypeFinished:
+        broadcastFinished();
+        break;
+    default:
+        break;
+    }
+}
+
+void LMBroadcastSampleHandler::_processPayloadWithVideoSample(const platform::DictionaryRef& /*payload*/) { }
+
+void LMBroadcastSampleHandler::_processPayloadWithAudioSample_type(
+    const platform::DictionaryRef& payload, std::int64_t type)
+{
+    // The work item holds the payload and the handler.
+    auto self = sharedFrom(this);
+    if (!self) {
+        Log::error("Ignoring audio payload: the handler has no owner to keep it alive");
+        return;
+    }
+    audioQueue().async(
+        [self = std::move(self), payload, type] { self->_rebuildAndDeliverAudioSample_type(payload, type); });
+}
+
+void LMBroadcastSampleHandler::_rebuildAndDeliverAudioSample_type(
+    const platform::DictionaryRef& payload, std::int64_t type)
+{
+    const Value& numSamples = payload->valueForKey(LMBroadcastProcessExtensionPayloadKeyNumSamples);
+    if (!numSamples.isNull() && !numSamples.isInteger()) {
+        Log::error("Ignoring audio payload whose number of samples is not an integer");
+        return;
+    }
+
+    const auto* audioData = payload->valueForKey(LMBroadcastProcessExtensionPayloadKeyAudioBufferList).data();
+    if (audioData == nullptr) {
+        Log::error("Ignoring audio payload without audio data");
+        return;
+    }
+    const AudioBufferListPtr bufferList = _audioBufferListFromData(*audioData);
+    if (!bufferList) {
+        Log::error("Ignoring audio payload with empty audio data");
+        return;
+    }
+
+    const auto* timingData = payload->valueForKey(LMBroadcastProcessExtensionPayloadKeyTimingInfo).data();
+    if (timingData == nullptr || timingData->length() < kTimingInfoLength) {
+        Log::error("Ignoring audio payload whose timing info is shorter than 72 bytes");
+        return;
+    }
+    platform::SampleTimingInfo timing;
+    std::memcpy(&timing, timingData->bytes(), kTimingInfoLength);
+
+    platform::MediaStatus status = platform::MediaError::NoError;
+    auto format = platform::AudioFormatDescription::create(audioFormatForSampleType(type), &status);
+    if (!format) {
+        Log::error("Ignoring audio payload: no audio format description (%i)", status);
+        return;
+    }
+    auto sampleBuffer = platform::SampleBuffer::createWithoutData(
+        false, format, numSamples.int64Value(), { &timing, 1 }, {}, &status);
+    if (!sampleBuffer) {
+        Log::error("Ignoring audio payload whose number of samples is not valid (%i)", status);
+        return;
+    }
+    status = sampleBuffer->setDataBufferFromAudioBufferList(*bufferList, 0);
+    if (status != platform::MediaError::NoError) {
+        Log::error("Ignoring audio payload whose number of samples does not fit its audio data (%i)", status);
+        return;
+    }
+
+    processSampleBuffer_withType(sampleBuffer, type);
+
+    // Released right after delivery: the sample, its format, then the list's
+    // data and the list (the deleter frees them in that order).
+    sampleBuffer.reset();
+    format.reset();
+}
+
+LMBroadcastSampleHandler::AudioBufferListPtr LMBroadcastSampleHandler::_audioBufferListFromData(
+    const platform::Data& data) const
+{
+    if (data.empty()) {
+        return nullptr;
+    }
+    auto* bytes = new (std::nothrow) std::uint8_t[data.length()]; // NOLINT(cppcoreguidelines-owning-memory)
+    // The copy comes before the test, as the platform's version does: an
+    // allocation failure here is not expected to be survived.
+    std::memcpy(bytes, data.bytes(), data.length());
+    if (bytes == nullptr) {
+        return nullptr;
+    }
+    AudioBufferListPtr list(new (std::nothrow) platform::AudioBufferList()); // NOLINT(cppcoreguidelines-owning-memory)
+    if (!list) {
+        delete[] bytes; // NOLINT(cppcoreguidelines-owning-memory)
+        return nullptr;
+    }
+    list->numberBuffers = 1;
+    list->buffers[0].numberChannels = 1;
+    list->buffers[0].dataByteSize = static_cast<std::uint32_t>(data.length());
+    list->buffers[0].data = bytes;
+    return list;
+}
+
+platform::DispatchQueue& LMBroadcastSampleHandler::audioQueue() const
+{
+    static std::once_flag once;
+    static const std::shared_ptr<platform::DispatchQueue>* queue = nullptr;
+    return sharedQueue(once, queue, LMBroadcastAudioSampleQueueLabel);
+}
+
+platform::DispatchQueue& LMBroadcastSampleHandler::videoQueue() const
+{
+    static std::once_flag once;
+    static const std::shared_ptr<platform::DispatchQueue>* queue = nullptr;
+    return sharedQueue(once, queue, LMBroadcastVideoSampleQueueLabel);
+}
+
+platform::AudioStreamBasicDescription LMBroadcastSampleHandler::audioFormatForSampleType(std::int64_t type)
+{
+    using platform::AudioFormatFlags;
+    platform::AudioStreamBasicDescription format;
+    format.sampleRate = 44100.0;
+    format.formatID = platform::AudioFormatLinearPCM;
+    format.formatFlags = AudioFormatFlags::IsSignedInteger | AudioFormatFlags::IsPacked;
+    if (type == LMBroadcastSampleTypeAudioApp) {
+        format.formatFlags |= AudioFormatFlags::IsBigEndian;
+    }
+    format.bytesPerPacket = 2;
+    format.framesPerPacket = 1;
+    format.bytesPerFrame = 2;
+    format.channelsPerFrame = 1;
+    format.bitsPerChannel = 16;
+    format.reserved = 0;
+    return format;
+}
+
+} // namespace lumora
