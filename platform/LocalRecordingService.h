@@ -1,8 +1,10 @@
 #pragma once
 
 #include "platform/Error.h"
+#include "platform/URL.h"
 #include "platform/Value.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,10 +14,11 @@ namespace lumora::platform {
 /// connection to the system service exists.
 ///
 /// The proxy tells it of every request it answers, and asks it how to answer
-/// a start: the application's consent to the microphone and the camera, and
-/// whether the start fails. A device without a recording service grants
-/// exactly what was asked and never fails; the simulated device can be told
-/// otherwise and keeps every request for inspection.
+/// a start (the application's consent to the microphone and the camera, and
+/// whether the start fails) and a stop (the movie and whether the stop
+/// fails). A device without a recording service grants exactly what was asked,
+/// hands back the proxy's canned movie and never fails; the simulated device
+/// can be told otherwise and keeps every request for inspection.
 class LocalRecordingService {
 public:
     struct StartAnswer {
@@ -23,11 +26,18 @@ public:
         bool microphoneGranted = false;
         bool cameraGranted = false;
     };
+    struct StopAnswer {
+        std::optional<URL> movieURL;
+        ErrorRef error;
+    };
 
     /// Records that the proxy answered `message` with these arguments.
     static void requestReceived(const std::string& message, std::vector<Value> arguments);
     /// How a start that asks for the microphone and the camera is answered.
     [[nodiscard]] static StartAnswer answerStart(bool microphoneEnabled, bool cameraEnabled);
+    /// How a stop is answered when the proxy's own answer would be
+    /// `cannedMovieURL` with no error.
+    [[nodiscard]] static StopAnswer answerStop(const std::optional<URL>& cannedMovieURL);
 };
 
 } // namespace lumora::platform

@@ -4,6 +4,7 @@
 #include "platform/LocalRecordingService.h"
 #include "platform/Log.h"
 #include "recording/LMExtensions.h"
+#include "recording/LMScreenRecorder.h"
 
 #include <mutex>
 
@@ -67,8 +68,9 @@ void LMDaemonProxy::
 void LMDaemonProxy::stopRecordingWithHandler(StopHandler handler)
 {
     LocalRecordingService::requestReceived("stopRecordingWithHandler:", {});
+    const auto answer = LocalRecordingService::answerStop(cannedMovieURL());
     if (handler) {
-        handler(cannedMovieURL(), nullptr);
+        handler(answer.movieURL, answer.error);
     }
 }
 
@@ -77,8 +79,9 @@ void LMDaemonProxy::stopRecordingWithStartClipDuration_endClipDuration_handler(
 {
     LocalRecordingService::requestReceived(
         "stopRecordingWithStartClipDuration:endClipDuration:handler:", { startClipDuration, endClipDuration });
+    const auto answer = LocalRecordingService::answerStop(cannedMovieURL());
     if (handler) {
-        handler(cannedMovieURL(), nullptr);
+        handler(answer.movieURL, answer.error);
     }
 }
 
@@ -114,9 +117,11 @@ void LMDaemonProxy::clientDidResignActiveWithBundleID(const std::string& bundleI
 }
 
 void LMDaemonProxy::stopRecordingWithError_movieURL(
-    const platform::ErrorRef& /*error*/, const std::optional<platform::URL>& /*movieURL*/)
+    const platform::ErrorRef& error, const std::optional<platform::URL>& movieURL)
 {
     Log::ordinary("LMDaemonProxy: stopRecordingWithError:movieURL:");
+    // The recorder decides what a stop it did not ask for means.
+    LMScreenRecorder::sharedRecorder()->stopRecordingWithError_movieURL(error, movieURL);
 }
 
 void LMDaemonProxy::updateBroadcastServiceInfo(const platform::DictionaryRef& /*serviceInfo*/)

@@ -4,18 +4,23 @@
 #include "platform/Application.h"
 #include "platform/AudioSession.h"
 #include "platform/Bundle.h"
+#include "platform/Device.h"
 #include "platform/DeviceRestrictions.h"
 #include "platform/ExternalScreen.h"
 #include "platform/Log.h"
 #include "platform/NotificationCenter.h"
+#include "platform/PhotoLibrary.h"
 #include "platform/Protocol.h"
 #include "platform/RootWindow.h"
 #include "platform/Runtime.h"
 #include "platform/Screen.h"
+#include "platform/ViewController.h"
+#include "preview/LMPreviewViewController.h"
 #include "recording/LMDaemonProxy.h"
 #include "recording/LumoraErrors.h"
 
 #include <cmath>
+#include <utility>
 
 namespace lumora {
 
@@ -292,6 +297,231 @@ void LMScreenRecorder::registerForActivityNotifications()
         observe(self, platform::Application::DidBecomeActiveNotification, &LMScreenRecorder::clientDidBecomeActive);
     });
 }
+
+// ---- Stopping, saving, discarding -----------------------------------------------------------------
+
+void LMScreenRecorder::stopRecordingWithHandler(PreviewHandler handler)
+{
+    stopRecordingWithAdditionalShareFileAttachment_overrideShareMessage_previewViewControllerOverrideTintColor_handler(
+        std::nullopt, std::nullopt, nullptr, std::move(handler));
+}
+
+void LMScreenRecorder::
+    stopRecordingWithAdditionalShareFileAttachment_overrideShareMessage_previewViewControllerOverrideTintColor_handler(
+        const std::optional<platform::URL>& attachmentURL, const std::optional<std::string>& overrideShareMessage,
+        const std::shared_ptr<platform::Color>& overrideTintColor, PreviewHandler handler)
+{
+    if (!recording_) {
+        return;
+    }
+    if (!systemRecording_) {
+        setWindowRotationLocked(false);
+    }
+    LMDaemonProxy::daemonProxy()->stopRecordingWithHandler(
+        [weak = weakFrom(this), attachmentURL, overrideShareMessage, overrideTintColor, handler = std::move(handler)](
+            const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error) {
+            if (const auto self = weak.lock()) {
+                self->stopReply(movieURL, error, attachmentURL, overrideShareMessage, overrideTintColor, handler);
+            }
+        });
+}
+
+void LMScreenRecorder::stopReply(const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error,
+    const std::optional<platform::URL>& attachmentURL, const std::optional<std::string>& overrideShareMessage,
+    const std::shared_ptr<platform::Color>& overrideTintColor, const PreviewHandler& handler)
+{
+    recording_ = false;
+    systemRecording_ = false;
+    restoreAudioSession();
+    if (!handler) {
+        return;
+    }
+    if (error) {
+        Log::ordinary("LMScreenRecorder: stop recording error: %i", error->code());
+        handler(nullptr, error);
+        return;
+    }
+    if (movieURL) {
+        Log::ordinary("LMScreenRecorder: stop recording successful");
+        LMPreviewViewController::
+            loadPreviewViewControllerWithMovieURL_attachmentURL_overrideShareMessage_overrideTintColor_completion(
+                *movieURL, attachmentURL, overrideShareMessage, overrideTintColor,
+                [handler](const std::shared_ptr<LMPreviewViewController>& previewViewController) {
+                    // On a tablet the preview is shown as a popover.
+                    if (previewViewController
+                        && platform::Device::currentDevice()->userInterfaceIdiom()
+                            == platform::UserInterfaceIdiom::Tablet) {
+                        previewViewController->setModalPresentationStyle(
+                            platform::ViewController::ModalPresentationPopover);
+                    }
+                    handler(previewViewController, nullptr);
+                });
+        return;
+    }
+    // Neither a movie nor an error: the end of a broadcast that produced no
+    // movie. Only then is the broadcast's controller let go.
+    if (activeBroadcastController_) {
+        // The controller goes once the handler has run.
+        const auto controller = std::exchange(activeBroadcastController_, nullptr);
+        handler(nullptr, nullptr);
+    }
+}
+
+void LMScreenRecorder::stopRecordingWithVideoURLHandler(MovieURLHandler handler)
+{
+    if (!recording_) {
+        return;
+    }
+    // Unlike every other stop, this one unlocks for a system recording too.
+    setWindowRotationLocked(false);
+    LMDaemonProxy::daemonProxy()->stopRecordingWithHandler(
+        [weak = weakFrom(this), handler = std::move(handler)](
+            const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error) {
+            const auto self = weak.lock();
+            if (!self) {
+                return;
+            }
+            // `systemRecording` is deliberately left as it was.
+            self->recording_ = false;
+            self->restoreAudioSession();
+            if (error) {
+                Log::ordinary("LMScreenRecorder: stop recording error: %i", error->code());
+                if (handler) {
+                    handler(std::nullopt, error);
+                }
+                self->restoreAudioSession();
+                return;
+            }
+            if (movieURL) {
+                Log::ordinary("LMScreenRecorder: stop recording successful");
+                if (handler) {
+                    handler(movieURL, nullptr);
+                }
+            }
+        });
+}
+
+void LMScreenRecorder::stopRecordingAndSaveToCameraRoll(SaveCompletion completion)
+{
+    if (!recording_) {
+        return;
+    }
+    recording_ = false;
+    systemRecordingQuickPanelEndClipEndTime_ = platform::Date::now();
+    // How much of each end of a system recording shows the quick panel. A
+    // pair without both dates measures nothing: the hooks that would set the
+    // inner dates do nothing yet.
+    const auto duration = [](const std::optional<platform::Date>& start, const std::optional<platform::Date>& end) {
+        return start && end ? end->timeIntervalSinceDate(*start) : 0.0;
+    };
+    double startClipDuration = 0;
+    double endClipDuration = 0;
+    if (!systemRecording_) {
+        setWindowRotationLocked(false);
+    } else {
+        startClipDuration
+            = duration(systemRecordingQuickPanelStartClipStartTime_, systemRecordingQuickPanelStartClipEndTime_);
+        endClipDuration
+            = duration(systemRecordingQuickPanelEndClipStartTime_, systemRecordingQuickPanelEndClipEndTime_);
+    }
+    LMDaemonProxy::daemonProxy()->stopRecordingWithStartClipDuration_endClipDuration_handler(startClipDuration,
+        endClipDuration,
+        [weak = weakFrom(this), completion = std::move(completion)](
+            const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error) {
+            if (const auto self = weak.lock()) {
+                self->stopAndSaveReply(movieURL, error, completion);
+            }
+        });
+}
+
+void LMScreenRecorder::stopAndSaveReply(
+    const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error, const SaveCompletion& completion)
+{
+    recording_ = false;
+    systemRecording_ = false;
+    restoreAudioSession();
+    if (error && completion) {
+        completion(std::nullopt, error);
+        return;
+    }
+    // With no one to tell of the error, the save is still attempted.
+    saveVideoToCameraRollCompletionBlock_ = error ? nullptr : completion;
+    platform::PhotoLibrary::saveVideoAtPathToSavedPhotosAlbum(movieURL ? movieURL->path() : std::string(),
+        { sharedFrom(this), &LMScreenRecorder::video_didFinishSavingToCameraRollWithError_contextInfo }, nullptr);
+}
+
+void LMScreenRecorder::video_didFinishSavingToCameraRollWithError_contextInfo(
+    const std::string& videoPath, const platform::ErrorRef& /*error*/, void* /*contextInfo*/)
+{
+    // The caller hears of success whatever the save's own outcome.
+    if (auto completion = std::exchange(saveVideoToCameraRollCompletionBlock_, nullptr)) {
+        completion(videoPath, nullptr);
+    }
+    discardRecordingWithHandler([] {});
+}
+
+void LMScreenRecorder::stopBroadcastWithHandler(BroadcastStopHandler handler)
+{
+    stopRecordingWithHandler(
+        [handler = std::move(handler)](const std::shared_ptr<LMPreviewViewController>& /*previewViewController*/,
+            const platform::ErrorRef& /*error*/) {
+            // Releasing a broadcast controller stops with no handler at all.
+            if (handler) {
+                handler(nullptr, nullptr);
+            }
+        });
+}
+
+// NOLINTNEXTLINE(readability-make-member-function-const): it ends the recorder's last movie.
+void LMScreenRecorder::discardRecordingWithHandler(DiscardHandler handler)
+{
+    // A running recording cannot be thrown away.
+    if (recording_) {
+        return;
+    }
+    LMDaemonProxy::daemonProxy()->discardRecordingWithHandler(std::move(handler));
+}
+
+void LMScreenRecorder::stopRecordingWithError_movieURL(
+    const platform::ErrorRef& error, const std::optional<platform::URL>& movieURL)
+{
+    if (!recording_) {
+        return;
+    }
+    // `systemRecording` is deliberately left as it was.
+    recording_ = false;
+    restoreAudioSession();
+    if (!systemRecording_) {
+        setWindowRotationLocked(false);
+    }
+    using DidStop = LMScreenRecorderDelegate::ScreenRecorder_didStopRecordingWithError_previewViewController;
+    const auto delegate = platform::answering<DidStop>(delegate_);
+    if (!delegate) {
+        return;
+    }
+    if (!movieURL) {
+        delegate->screenRecorder_didStopRecordingWithError_previewViewController(sharedFrom(this), error, nullptr);
+        return;
+    }
+    LMPreviewViewController::loadPreviewViewControllerWithMovieURL_completion(*movieURL,
+        [weak = weakFrom(this), error](const std::shared_ptr<LMPreviewViewController>& previewViewController) {
+            const auto self = weak.lock();
+            if (!self) {
+                return;
+            }
+            if (previewViewController) {
+                previewViewController->setPreviewControllerDelegate(self);
+            }
+            if (const auto current = platform::answering<DidStop>(self->delegate_)) {
+                current->screenRecorder_didStopRecordingWithError_previewViewController(
+                    self, error, previewViewController);
+            }
+        });
+}
+
+void LMScreenRecorder::quickPanelWillPresent() { }
+
+void LMScreenRecorder::quickPanelDidDismiss() { }
 
 // ---- Availability -------------------------------------------------------------------------------
 

@@ -1,12 +1,16 @@
 #pragma once
 
+#include "platform/Color.h"
 #include "platform/Date.h"
 #include "platform/Error.h"
 #include "platform/Geometry.h"
 #include "platform/KeyValueObserving.h"
 #include "platform/Object.h"
+#include "platform/URL.h"
+#include "platform/Value.h"
 #include "platform/View.h"
 #include "platform/Window.h"
+#include "preview/LMPreviewViewControllerDelegate.h"
 #include "recording/LMScreenRecorderDelegate.h"
 #include "recording/LMSystemRecordingIndicatorWindow.h"
 
@@ -37,9 +41,21 @@ class LMPreviewViewController;
 /// handlers run on the thread that posts the notification; the service's
 /// replies run where the proxy delivers them (synchronously, with the local
 /// proxy). `microphoneEnabled` and `cameraEnabled` are observable by key.
-class LMScreenRecorder : public platform::Object, public platform::KeyValueObservable {
+class LMScreenRecorder : public platform::Object,
+                         public platform::KeyValueObservable,
+                         public LMPreviewViewControllerDelegate {
 public:
     using ErrorHandler = std::function<void(const platform::ErrorRef& error)>;
+    /// Receives the preview of the stopped recording's movie, or the error.
+    using PreviewHandler = std::function<void(
+        const std::shared_ptr<LMPreviewViewController>& previewViewController, const platform::ErrorRef& error)>;
+    /// Receives the stopped recording's movie, or the error.
+    using MovieURLHandler
+        = std::function<void(const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error)>;
+    /// Receives the broadcast service's information and an error (both absent here).
+    using BroadcastStopHandler
+        = std::function<void(const platform::DictionaryRef& serviceInfo, const platform::ErrorRef& error)>;
+    using DiscardHandler = std::function<void()>;
     using SaveCompletion
         = std::function<void(const std::optional<std::string>& savedMoviePath, const platform::ErrorRef& error)>;
 
@@ -93,6 +109,40 @@ public:
     /// start's checks.
     void startRecordingWithMicrophoneEnabled_windowToRecord_systemRecording_handler(bool microphoneEnabled,
         const std::shared_ptr<platform::Window>& windowToRecord, bool systemRecording, ErrorHandler handler);
+
+    // ---- Stopping, saving, discarding -------------------------------------------------------------
+    // Every stop is ignored (its handler is not called) while not recording.
+    // A handler the caller must give but did not is never called.
+
+    /// Stops and hands over a preview of the movie (style 7 on a tablet).
+    void stopRecordingWithHandler(PreviewHandler handler);
+    /// Stops and hands over a preview that also offers `attachmentURL` for
+    /// sharing, with `overrideShareMessage` and `overrideTintColor` when given.
+    void
+    stopRecordingWithAdditionalShareFileAttachment_overrideShareMessage_previewViewControllerOverrideTintColor_handler(
+        const std::optional<platform::URL>& attachmentURL, const std::optional<std::string>& overrideShareMessage,
+        const std::shared_ptr<platform::Color>& overrideTintColor, PreviewHandler handler);
+    /// Stops and hands over the movie's URL. Unlocks rotation even for a
+    /// system recording, and leaves `systemRecording` as it is.
+    void stopRecordingWithVideoURLHandler(MovieURLHandler handler);
+    /// Stops, cutting the quick panel from a system recording, and saves the
+    /// movie to the photo library; the completion (may be empty) hears the
+    /// saved path once the save is done, and the movie is then discarded.
+    void stopRecordingAndSaveToCameraRoll(SaveCompletion completion);
+    /// Stops a broadcast as `stopRecordingWithHandler` does; the handler hears
+    /// (absent, absent) whenever that stop calls back, also after an error.
+    void stopBroadcastWithHandler(BroadcastStopHandler handler);
+    /// Asks the service to throw the last movie away; ignored while recording.
+    void discardRecordingWithHandler(DiscardHandler handler);
+    /// The photo library's report on a save (see `stopRecordingAndSaveToCameraRoll`).
+    void video_didFinishSavingToCameraRollWithError_contextInfo(
+        const std::string& videoPath, const platform::ErrorRef& error, void* contextInfo);
+    /// The service stopped on its own: the delegate hears of it, with a
+    /// preview when there is a movie.
+    void stopRecordingWithError_movieURL(const platform::ErrorRef& error, const std::optional<platform::URL>& movieURL);
+    /// The system's quick panel appears or goes; nothing is done with it yet.
+    void quickPanelWillPresent();
+    void quickPanelDidDismiss();
 
     // ---- Availability ------------------------------------------------------------------------
     /// Computes `available` again and tells the delegate.
@@ -232,6 +282,13 @@ private:
         bool microphoneEnabled, bool cameraEnabled, bool streamingEnabled, ErrorHandler handler);
     void startReply(
         const platform::ErrorRef& error, bool microphoneGranted, bool cameraGranted, const ErrorHandler& handler);
+    /// The reply to the stop with a preview.
+    void stopReply(const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error,
+        const std::optional<platform::URL>& attachmentURL, const std::optional<std::string>& overrideShareMessage,
+        const std::shared_ptr<platform::Color>& overrideTintColor, const PreviewHandler& handler);
+    /// The reply to the stop and save.
+    void stopAndSaveReply(const std::optional<platform::URL>& movieURL, const platform::ErrorRef& error,
+        const SaveCompletion& completion);
     /// Registers for the application's activity notifications, once per process.
     void registerForActivityNotifications();
     [[nodiscard]] bool _isScreenRecordingAllowed() const;

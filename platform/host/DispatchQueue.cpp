@@ -82,8 +82,11 @@ private:
 
 MainQueueImpl& mainQueue()
 {
-    static MainQueueImpl queue;
-    return queue;
+    // Never destroyed: a platform thread may still post to it while the
+    // process exits, after static objects made later have gone.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* queue = new MainQueueImpl();
+    return *queue;
 }
 
 class ConcurrentQueue final : public DispatchQueue {
@@ -187,8 +190,10 @@ namespace host {
 
 void postToPlatformThread(std::function<void()> task)
 {
-    static ConcurrentQueue platformQueue("com.lumora.platform.delivery");
-    platformQueue.async(std::move(task));
+    // Never destroyed, like the MainQueue: deliveries may chain while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* platformQueue = new ConcurrentQueue("com.lumora.platform.delivery");
+    platformQueue->async(std::move(task));
 }
 
 } // namespace host

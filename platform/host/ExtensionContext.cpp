@@ -1,8 +1,15 @@
 #include "platform/ExtensionContext.h"
 
+#include "platform/ExtensionConnection.h"
 #include "platform/host/PlatformThreads.h"
 
 namespace lumora::platform {
+
+const ExtensionContext::Class& ExtensionContext::defaultClass()
+{
+    static const Class plain;
+    return plain;
+}
 
 ExtensionContext::ExtensionContext(ExtensionItems inputItems, OutcomeHandler onEnd)
     : inputItems_(std::move(inputItems)), onEnd_(std::move(onEnd))
@@ -24,6 +31,11 @@ void ExtensionContext::cancelRequestWithError(const ErrorRef& error)
     if (onEnd_) {
         onEnd_(Outcome { {}, error });
     }
+}
+
+void ExtensionContext::setAuxiliaryConnection(std::shared_ptr<ExtensionConnection> connection)
+{
+    auxiliaryConnection_ = std::move(connection);
 }
 
 } // namespace lumora::platform

@@ -15,4 +15,9 @@ LocalRecordingService::StartAnswer LocalRecordingService::answerStart(bool micro
     return host::SimulatedDevice::shared().recordingService().answerStart(microphoneEnabled, cameraEnabled);
 }
 
+LocalRecordingService::StopAnswer LocalRecordingService::answerStop(const std::optional<URL>& cannedMovieURL)
+{
+    return host::SimulatedDevice::shared().recordingService().answerStop(cannedMovieURL);
+}
+
 } // namespace lumora::platform

@@ -2,8 +2,10 @@
 
 #include "platform/host/HostClock.h"
 #include "platform/host/SimulatedApplication.h"
+#include "platform/host/SimulatedExtensions.h"
 #include "platform/host/SimulatedHardware.h"
 #include "platform/host/SimulatedMedia.h"
+#include "platform/host/SimulatedPhotoLibrary.h"
 #include "platform/host/SimulatedRecordingService.h"
 #include "platform/host/SimulatedRestrictions.h"
 #include "platform/host/SimulatedScreens.h"
@@ -36,6 +38,8 @@ void SimulatedDevice::reset()
     application().reset();
     screens().reset();
     hardware().reset();
+    extensions().reset();
+    photoLibrary().reset();
     restrictions().reset();
     media().reset();
     recordingService().reset();
@@ -57,6 +61,18 @@ SimulatedHardware& SimulatedDevice::hardware()
 {
     static SimulatedHardware hardware;
     return hardware;
+}
+
+SimulatedExtensions& SimulatedDevice::extensions()
+{
+    static SimulatedExtensions extensions;
+    return extensions;
+}
+
+SimulatedPhotoLibrary& SimulatedDevice::photoLibrary()
+{
+    static SimulatedPhotoLibrary library;
+    return library;
 }
 
 SimulatedRestrictions& SimulatedDevice::restrictions()

@@ -15,7 +15,9 @@
 namespace lumora::platform::host {
 
 class SimulatedApplication;
+class SimulatedExtensions;
 class SimulatedHardware;
+class SimulatedPhotoLibrary;
 class SimulatedMedia;
 class SimulatedRecordingService;
 class SimulatedRestrictions;
@@ -75,6 +77,10 @@ public:
     SimulatedScreens& screens();
     /// Orientation, kind of device, graphics quality.
     SimulatedHardware& hardware();
+    /// Installed application extensions and the requests made of them.
+    SimulatedExtensions& extensions();
+    /// The photo library's saved movies.
+    SimulatedPhotoLibrary& photoLibrary();
     /// Managed settings (screen recording allowed or not).
     SimulatedRestrictions& restrictions();
     /// The audio session and the capture hardware.

@@ -9,6 +9,7 @@ void SimulatedRecordingService::reset()
     std::lock_guard lock(mutex_);
     requests_.clear();
     startError_.reset();
+    stopAnswer_.reset();
     microphoneConsent_ = true;
     cameraConsent_ = true;
 }
@@ -67,6 +68,18 @@ LocalRecordingService::StartAnswer SimulatedRecordingService::answerStart(
         return { startError_, false, false };
     }
     return { nullptr, microphoneEnabled && microphoneConsent_, cameraEnabled && cameraConsent_ };
+}
+
+void SimulatedRecordingService::setStopAnswer(std::optional<URL> movieURL, ErrorRef error)
+{
+    std::lock_guard lock(mutex_);
+    stopAnswer_ = LocalRecordingService::StopAnswer { std::move(movieURL), std::move(error) };
+}
+
+LocalRecordingService::StopAnswer SimulatedRecordingService::answerStop(const std::optional<URL>& cannedMovieURL) const
+{
+    std::lock_guard lock(mutex_);
+    return stopAnswer_ ? *stopAnswer_ : LocalRecordingService::StopAnswer { cannedMovieURL, nullptr };
 }
 
 } // namespace lumora::platform::host

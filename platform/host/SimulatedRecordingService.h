@@ -5,6 +5,7 @@
 #include "platform/Value.h"
 
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,7 @@ namespace lumora::platform::host {
 
 /// The recording service as the simulated device plays it behind the local
 /// proxy: it keeps every request the proxy answered, in order, and decides
-/// how a start is answered.
+/// how a start and a stop are answered.
 ///
 /// Initially the user consents to both microphone and camera and starts
 /// succeed, so a start is granted exactly what it asked for.
@@ -37,11 +38,16 @@ public:
     void setMicrophoneConsent(bool consent);
     void setCameraConsent(bool consent);
     [[nodiscard]] LocalRecordingService::StartAnswer answerStart(bool microphoneEnabled, bool cameraEnabled) const;
+    /// Makes every stop answer with `movieURL` (may be absent) and `error`
+    /// instead of the canned movie and no error, until the next reset.
+    void setStopAnswer(std::optional<URL> movieURL, ErrorRef error);
+    [[nodiscard]] LocalRecordingService::StopAnswer answerStop(const std::optional<URL>& cannedMovieURL) const;
 
 private:
     mutable std::mutex mutex_;
     std::vector<Request> requests_;
     ErrorRef startError_;
+    std::optional<LocalRecordingService::StopAnswer> stopAnswer_;
     bool microphoneConsent_ = true;
     bool cameraConsent_ = true;
 };

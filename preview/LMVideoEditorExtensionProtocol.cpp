@@ -1,0 +1,10 @@
+#include "preview/LMVideoEditorExtensionProtocol.h"
+
+namespace lumora {
+
+std::shared_ptr<platform::Interface> LMVideoEditorExtensionProtocol::makeInterface()
+{
+    return platform::Interface::interfaceWithProtocolName("LMVideoEditorExtensionProtocol");
+}
+
+} // namespace lumora

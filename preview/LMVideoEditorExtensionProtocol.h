@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/Interface.h"
+
+#include <memory>
+
+namespace lumora {
+
+/// What the video editor extension vends to the host. The host obtains a
+/// proxy to it but sends nothing through it, so it has no operations.
+class LMVideoEditorExtensionProtocol {
+public:
+    LMVideoEditorExtensionProtocol() = default;
+    LMVideoEditorExtensionProtocol(const LMVideoEditorExtensionProtocol&) = delete;
+    LMVideoEditorExtensionProtocol& operator=(const LMVideoEditorExtensionProtocol&) = delete;
+    LMVideoEditorExtensionProtocol(LMVideoEditorExtensionProtocol&&) = delete;
+    LMVideoEditorExtensionProtocol& operator=(LMVideoEditorExtensionProtocol&&) = delete;
+    virtual ~LMVideoEditorExtensionProtocol() = default;
+
+    /// A new description of the protocol for a connection.
+    static std::shared_ptr<platform::Interface> makeInterface();
+};
+
+} // namespace lumora

@@ -1,0 +1,40 @@
+#include "preview/LMVideoEditorHostViewController.h"
+
+#include "platform/Log.h"
+#include "platform/Runtime.h"
+#include "preview/LMPreviewViewController.h"
+#include "preview/LMVideoEditorExtensionHostContext.h"
+
+namespace lumora {
+
+namespace {
+// Loading the framework makes the class known to the run time by name: the
+// platform makes the remote view controller of an editing request as an
+// instance of the class the editor extension names.
+const bool registeredWithRuntime = [] {
+    platform::Runtime::registerClass(std::make_shared<platform::RuntimeClass>("LMVideoEditorHostViewController",
+        "RemoteViewController", [] { return std::make_shared<LMVideoEditorHostViewController>(); }));
+    return true;
+}();
+} // namespace
+
+std::shared_ptr<platform::Interface> LMVideoEditorHostViewController::Class::exportedInterface() const
+{
+    return LMVideoEditorExtensionHostProtocol::makeInterface();
+}
+
+const LMVideoEditorHostViewController::Class& LMVideoEditorHostViewController::defaultClass()
+{
+    static const Class editorHostClass;
+    return editorHostClass;
+}
+
+void LMVideoEditorHostViewController::extensionDidFinishWithActivityTypes(const std::vector<std::string>& activityTypes)
+{
+    platform::Log::ordinary("LMVideoEditorHostViewController:extensionsDidFinish");
+    if (const auto preview = previewViewController()) {
+        preview->extensionDidFinishWithActivityTypes(activityTypes);
+    }
+}
+
+} // namespace lumora

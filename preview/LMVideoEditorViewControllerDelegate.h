@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/Object.h"
+
+#include <string>
+#include <vector>
+
+namespace lumora {
+
+/// What an in-process video editor object tells the controller that shows it.
+class LMVideoEditorViewControllerDelegate {
+public:
+    LMVideoEditorViewControllerDelegate() = default;
+    LMVideoEditorViewControllerDelegate(const LMVideoEditorViewControllerDelegate&) = delete;
+    LMVideoEditorViewControllerDelegate& operator=(const LMVideoEditorViewControllerDelegate&) = delete;
+    LMVideoEditorViewControllerDelegate(LMVideoEditorViewControllerDelegate&&) = delete;
+    LMVideoEditorViewControllerDelegate& operator=(LMVideoEditorViewControllerDelegate&&) = delete;
+    virtual ~LMVideoEditorViewControllerDelegate() = default;
+
+    /// The user has finished in `editor`, having completed the share
+    /// activities named in `activityTypes`.
+    virtual void videoEditor_didFinishWithActivityTypes(
+        const platform::ObjectRef& editor, const std::vector<std::string>& activityTypes)
+        = 0;
+};
+
+} // namespace lumora
