@@ -1,6 +1,7 @@
 #include "upload/LMBroadcastHandler.h"
 
 #include "platform/ItemProvider.h"
+#include "platform/Log.h"
 #include "platform/TypeIdentifier.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
@@ -9,6 +10,16 @@ namespace lumora {
 void LMBroadcastHandler::beginRequestWithExtensionContext(
     const std::shared_ptr<platform::ExtensionContext>& /*context*/)
 { }
+
+bool LMBroadcastHandler::_acceptRequestWithExtensionContext(const std::shared_ptr<platform::ExtensionContext>& context)
+{
+    setExtensionContext(context);
+    if (weak_from_this().expired() || !context) {
+        platform::Log::error("Ignoring request: the handler has no owner or the request no context");
+        return false;
+    }
+    return true;
+}
 
 void LMBroadcastHandler::updateServiceInfo(platform::DictionaryRef serviceInfo)
 {

@@ -55,6 +55,12 @@ public:
     void _completeRequestWithReturnItems(platform::ExtensionItems items);
 
 protected:
+    /// Stores `context` as the request being served. The load callbacks of
+    /// the handler kinds keep the handler alive, so a handler that no
+    /// `shared_ptr` owns (or a request without a context) cannot be served:
+    /// that is logged and false is returned.
+    bool _acceptRequestWithExtensionContext(const std::shared_ptr<platform::ExtensionContext>& context);
+
     /// An item titled `label` with one attachment holding `value` under the
     /// generic data type identifier.
     static platform::ExtensionItemRef _itemWithTitle_value(std::string_view label, platform::Value value);

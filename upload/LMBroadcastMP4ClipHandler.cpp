@@ -73,12 +73,10 @@ void LMBroadcastMP4ClipHandler::beginRequestWithExtensionContext(
     const std::shared_ptr<platform::ExtensionContext>& context)
 {
     Log::ordinary("beginRequestWithExtensionContext");
-    setExtensionContext(context);
-    auto self = sharedFrom(this);
-    if (!self || !context) {
-        Log::error("Ignoring request: the handler has no owner or the request no context");
+    if (!_acceptRequestWithExtensionContext(context)) {
         return;
     }
+    auto self = sharedFrom(this);
     const std::string dataType(platform::TypeIdentifier::Data);
     const auto& inputItems = context->inputItems();
     auto request = std::make_shared<ClipRequest>(inputItems.size());

@@ -61,13 +61,10 @@ void LMBroadcastSampleHandler::AudioBufferListDeleter::operator()(platform::Audi
 void LMBroadcastSampleHandler::beginRequestWithExtensionContext(
     const std::shared_ptr<platform::ExtensionContext>& context)
 {
-    setExtensionContext(context);
-    // The load callbacks hold the handler; a handler nobody owns cannot be held.
-    auto self = sharedFrom(this);
-    if (!self || !context) {
-        Log::error("Ignoring request: the handler has no owner or the request no context");
+    if (!_acceptRequestWithExtensionContext(context)) {
         return;
     }
+    auto self = sharedFrom(this);
     const std::string dataType(platform::TypeIdentifier::Data);
     const auto& inputItems = context->inputItems();
     auto progress = std::make_shared<RequestProgress>(inputItems.size());
