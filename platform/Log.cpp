@@ -51,7 +51,7 @@ Log::Arg::Arg(const char* text) : text_(text != nullptr ? text : "(null)") { }
 
 Log::Arg::Arg(std::string_view text) : text_(text) { }
 
-Log::Arg::Arg(const std::string& text) : text_(text) { }
+Log::Arg::Arg(std::string text) : text_(std::move(text)) { }
 
 Log::Arg::Arg(const Object* object) : text_(object != nullptr ? object->description() : "(null)") { }
 

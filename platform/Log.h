@@ -41,7 +41,7 @@ public:
         Arg(double value); // NOLINT(google-explicit-constructor)
         Arg(const char* text); // NOLINT(google-explicit-constructor)
         Arg(std::string_view text); // NOLINT(google-explicit-constructor)
-        Arg(const std::string& text); // NOLINT(google-explicit-constructor)
+        Arg(std::string text); // NOLINT(google-explicit-constructor)
         Arg(const Object* object); // NOLINT(google-explicit-constructor)
         Arg(const Value& value); // NOLINT(google-explicit-constructor)
         template <class T>

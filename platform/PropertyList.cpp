@@ -83,9 +83,9 @@ Value toValue(plist_t node, int depth)
                 break;
             }
             dictionary->insert_or_assign(std::string(key), toValue(item, depth + 1));
-            std::free(key); // NOLINT(cppcoreguidelines-no-malloc)
+            std::free(key); // NOLINT(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
         }
-        std::free(iter); // NOLINT(cppcoreguidelines-no-malloc)
+        std::free(iter); // NOLINT(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
         return Value(std::move(dictionary));
     }
     case PLIST_UID: {

@@ -37,7 +37,7 @@ constexpr std::int64_t kErrorRecordingRestricted = -5802;
 
 // The activity notifications are registered by the first recorder to start a
 // recording of its own window, once for the whole process.
-std::once_flag activityRegistrationOnce;
+std::once_flag activityRegistrationOnce; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 std::string mainBundleIdentifier()
 {
@@ -72,11 +72,12 @@ std::shared_ptr<LMScreenRecorder>& LMScreenRecorder::sharedInstance()
 {
     // Never destroyed: the recorder must outlive every notification and
     // reply that may still reach it while the process winds down.
-    static auto* shared = new std::shared_ptr<LMScreenRecorder>(); // NOLINT(cppcoreguidelines-owning-memory)
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* shared = new std::shared_ptr<LMScreenRecorder>();
     return *shared;
 }
 
-void LMScreenRecorder::installSharedRecorder(std::shared_ptr<LMScreenRecorder> recorder)
+void LMScreenRecorder::installSharedRecorder(const std::shared_ptr<LMScreenRecorder>& recorder)
 {
     sharedInstance() = recorder;
     observe(recorder, platform::ExternalScreen::CurrentTypeDidChangeNotification,

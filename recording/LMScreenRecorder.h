@@ -275,7 +275,7 @@ private:
     static std::shared_ptr<LMScreenRecorder>& sharedInstance();
     /// Keeps the new shared recorder, registers it for availability changes
     /// and computes its availability.
-    static void installSharedRecorder(std::shared_ptr<LMScreenRecorder> recorder);
+    static void installSharedRecorder(const std::shared_ptr<LMScreenRecorder>& recorder);
 
     /// The one place that asks the service to start.
     void _startRecordingWithMicrophoneEnabled_cameraEnabled_streamingEnabled_handler(

@@ -27,7 +27,8 @@ void Layer::insertSublayer_atIndex(const std::shared_ptr<Layer>& layer, std::siz
         return;
     }
     // Keep the layer alive while it moves from its old parent to this one.
-    const auto keep = layer;
+    // `layer` may be the old parent's own reference, gone once it lets go.
+    const auto keep = layer; // NOLINT(performance-unnecessary-copy-initialization)
     keep->removeFromSuperlayer();
     index = std::min(index, sublayers_.size());
     sublayers_.insert(sublayers_.begin() + static_cast<std::ptrdiff_t>(index), keep);

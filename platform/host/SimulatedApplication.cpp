@@ -207,6 +207,7 @@ std::shared_ptr<Window> SimulatedApplication::addShellRootWindow()
     return window;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): a scenario control, it changes the device.
 void SimulatedApplication::simulateMemoryWarning()
 {
     NotificationCenter::defaultCenter().postNotificationName(

@@ -3,6 +3,7 @@
 #include "platform/Window.h"
 
 #include <algorithm>
+#include <ranges>
 
 namespace lumora::platform {
 
@@ -59,7 +60,8 @@ void View::insertSubview_atIndex(const std::shared_ptr<View>& view, std::size_t 
     if (!view || view.get() == this || isDescendantOfView(view.get())) {
         return;
     }
-    const auto keep = view;
+    // `view` may be the old parent's own reference, gone once it lets go.
+    const auto keep = view; // NOLINT(performance-unnecessary-copy-initialization)
     if (keep->superview_.lock().get() == this) {
         // Moving within this view: drop the old place without a move notice.
         std::erase(subviews_, keep);
@@ -193,8 +195,7 @@ std::shared_ptr<View> View::hitTest_withEvent(Point point, const std::shared_ptr
         return nullptr;
     }
     // Front to back: the last subview lies on top.
-    for (auto it = subviews_.rbegin(); it != subviews_.rend(); ++it) {
-        const auto& subview = *it;
+    for (const auto& subview : std::views::reverse(subviews_)) {
         const Point inSubview { point.x - subview->frame().origin.x + subview->bounds().origin.x,
             point.y - subview->frame().origin.y + subview->bounds().origin.y };
         if (auto hit = subview->hitTest_withEvent(inSubview, event)) {
