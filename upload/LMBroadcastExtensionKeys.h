@@ -7,7 +7,7 @@ namespace lumora {
 
 // Titles of the extension items an upload extension receives and returns.
 // Each value is its own name. ExtensionUserInfo and BroadcastConfiguration
-// are also labels of the setup extension (Part 2.5), with the same values.
+// are also labels of the broadcast setup extension, with the same values.
 
 /// Host to extension: a string holding the movie clip's file URL.
 inline constexpr std::string_view LMBroadcastExtensionKeyMovieClipURL = "LMBroadcastExtensionKeyMovieClipURL";
