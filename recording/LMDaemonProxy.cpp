@@ -17,9 +17,14 @@ using platform::Value;
 std::shared_ptr<LMDaemonProxy> LMDaemonProxy::daemonProxy()
 {
     static std::once_flag once;
-    static std::shared_ptr<LMDaemonProxy> shared;
-    std::call_once(once, [] { shared = std::make_shared<LMDaemonProxy>(); });
-    return shared;
+    // Never destroyed: replies and service calls may still arrive while the
+    // process winds down.
+    static const std::shared_ptr<LMDaemonProxy>* shared = nullptr;
+    std::call_once(once, [] {
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        shared = new const std::shared_ptr<LMDaemonProxy>(std::make_shared<LMDaemonProxy>());
+    });
+    return *shared;
 }
 
 std::optional<platform::URL> LMDaemonProxy::cannedMovieURL()
