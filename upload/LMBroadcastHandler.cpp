@@ -21,6 +21,17 @@ bool LMBroadcastHandler::_acceptRequestWithExtensionContext(const std::shared_pt
     return true;
 }
 
+std::shared_ptr<platform::ItemProvider> LMBroadcastHandler::_dataAttachmentOfItem(
+    const platform::ExtensionItemRef& item)
+{
+    if (!item || item->attachments().empty() || !item->attachments().front()) {
+        platform::Log::error("Ignoring input item without attachments");
+        return nullptr;
+    }
+    const auto& attachment = item->attachments().front();
+    return attachment->hasItemConformingToTypeIdentifier(platform::TypeIdentifier::Data) ? attachment : nullptr;
+}
+
 void LMBroadcastHandler::updateServiceInfo(platform::DictionaryRef serviceInfo)
 {
     serviceInfo_.store(std::move(serviceInfo));

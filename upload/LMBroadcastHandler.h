@@ -61,6 +61,11 @@ protected:
     /// that is logged and false is returned.
     bool _acceptRequestWithExtensionContext(const std::shared_ptr<platform::ExtensionContext>& context);
 
+    /// The first attachment of `item` when it holds a value of the generic
+    /// data type; null otherwise. An item without attachments breaks the
+    /// platform's promise and is logged.
+    static std::shared_ptr<platform::ItemProvider> _dataAttachmentOfItem(const platform::ExtensionItemRef& item);
+
     /// An item titled `label` with one attachment holding `value` under the
     /// generic data type identifier.
     static platform::ExtensionItemRef _itemWithTitle_value(std::string_view label, platform::Value value);

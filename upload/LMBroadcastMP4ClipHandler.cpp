@@ -82,12 +82,8 @@ void LMBroadcastMP4ClipHandler::beginRequestWithExtensionContext(
     auto request = std::make_shared<ClipRequest>(inputItems.size());
     for (std::size_t index = 0; index < inputItems.size(); ++index) {
         const auto& item = inputItems[index];
-        if (!item || item->attachments().empty() || !item->attachments().front()) {
-            Log::error("Ignoring input item without attachments");
-            continue;
-        }
-        const auto& attachment = item->attachments().front();
-        if (!attachment->hasItemConformingToTypeIdentifier(dataType)) {
+        const auto attachment = _dataAttachmentOfItem(item);
+        if (!attachment) {
             continue;
         }
         attachment->loadItemForTypeIdentifier_options_completionHandler(

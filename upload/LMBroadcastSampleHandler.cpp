@@ -72,12 +72,8 @@ void LMBroadcastSampleHandler::beginRequestWithExtensionContext(
         // The platform promises an attachment per item; a host that breaks
         // the promise gets its item skipped rather than a crash. Like an item
         // without data, it is never counted.
-        if (!item || item->attachments().empty() || !item->attachments().front()) {
-            Log::error("Ignoring input item without attachments");
-            continue;
-        }
-        const auto& attachment = item->attachments().front();
-        if (!attachment->hasItemConformingToTypeIdentifier(dataType)) {
+        const auto attachment = _dataAttachmentOfItem(item);
+        if (!attachment) {
             continue;
         }
         attachment->loadItemForTypeIdentifier_options_completionHandler(
