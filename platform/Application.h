@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Noncopyable.h"
 #include "platform/Object.h"
 #include "platform/URL.h"
 #include "platform/Value.h"
@@ -15,13 +16,8 @@ namespace lumora::platform {
 class Window;
 
 /// The application delegate's protocol. Its one operation used here is optional.
-class ApplicationDelegate {
+class ApplicationDelegate : private platform::Noncopyable {
 public:
-    ApplicationDelegate() = default;
-    ApplicationDelegate(const ApplicationDelegate&) = delete;
-    ApplicationDelegate& operator=(const ApplicationDelegate&) = delete;
-    ApplicationDelegate(ApplicationDelegate&&) = delete;
-    ApplicationDelegate& operator=(ApplicationDelegate&&) = delete;
     virtual ~ApplicationDelegate() = default;
 
     /// Optional: the window property, naming the application's main window.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Error.h"
+#include "platform/Noncopyable.h"
 #include "platform/Object.h"
 #include "platform/Value.h"
 
@@ -63,13 +64,8 @@ using CodingClasses = std::vector<const CodingClass*>;
 /// The keyed-archiving protocol: an object that can write itself to a keyed
 /// archive. Its class-level side (secure coding, the initializer) is its
 /// CodingClass.
-class Coding {
+class Coding : private platform::Noncopyable {
 public:
-    Coding() = default;
-    Coding(const Coding&) = delete;
-    Coding& operator=(const Coding&) = delete;
-    Coding(Coding&&) = delete;
-    Coding& operator=(Coding&&) = delete;
     virtual ~Coding() = default;
 
     /// Writes the object's state to `coder` by key ("encodeWithCoder:").
@@ -103,13 +99,8 @@ struct CoderError {
 ///
 /// Decoding failures do not raise: the first failure is kept as `error()`,
 /// and from then on every decoding operation reads as nothing.
-class Coder {
+class Coder : private platform::Noncopyable {
 public:
-    Coder() = default;
-    Coder(const Coder&) = delete;
-    Coder& operator=(const Coder&) = delete;
-    Coder(Coder&&) = delete;
-    Coder& operator=(Coder&&) = delete;
     virtual ~Coder() = default;
 
     /// The key under which the root object of an archive is stored.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Noncopyable.h"
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -19,16 +20,11 @@ namespace lumora::platform {
 /// sample app, a test) drains it with `MainQueue::drain()` or
 /// `MainQueue::runUntil()`. Everything the framework queues on the MainQueue
 /// therefore runs at a moment the owner of the loop chooses.
-class DispatchQueue {
+class DispatchQueue : private platform::Noncopyable {
 public:
     enum class Priority : std::uint8_t { Default, Background };
     using Task = std::function<void()>;
 
-    DispatchQueue() = default;
-    DispatchQueue(const DispatchQueue&) = delete;
-    DispatchQueue& operator=(const DispatchQueue&) = delete;
-    DispatchQueue(DispatchQueue&&) = delete;
-    DispatchQueue& operator=(DispatchQueue&&) = delete;
     virtual ~DispatchQueue() = default;
 
     /// Queues `task` and returns at once.

@@ -2,6 +2,7 @@
 
 #include "platform/Error.h"
 #include "platform/ExtensionItem.h"
+#include "platform/Noncopyable.h"
 #include "platform/Object.h"
 
 #include <functional>
@@ -31,13 +32,8 @@ public:
     /// asks the class of every host-side context it makes, so a subclass
     /// declares its protocols by supplying a class object of its own (and
     /// returning it from `classObject()`). Each call builds a new description.
-    class Class {
+    class Class : private platform::Noncopyable {
     public:
-        Class() = default;
-        Class(const Class&) = delete;
-        Class& operator=(const Class&) = delete;
-        Class(Class&&) = delete;
-        Class& operator=(Class&&) = delete;
         virtual ~Class() = default;
 
         /// What the extension vends: the messages the host may send it. Null: none.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/ExtensionContext.h"
+#include "platform/Noncopyable.h"
 
 #include <memory>
 
@@ -8,13 +9,8 @@ namespace lumora::platform {
 
 /// The extension request handling protocol: what the platform calls on an
 /// extension's principal object when it hands the extension a request.
-class ExtensionRequestHandling {
+class ExtensionRequestHandling : private platform::Noncopyable {
 public:
-    ExtensionRequestHandling() = default;
-    ExtensionRequestHandling(const ExtensionRequestHandling&) = delete;
-    ExtensionRequestHandling& operator=(const ExtensionRequestHandling&) = delete;
-    ExtensionRequestHandling(ExtensionRequestHandling&&) = delete;
-    ExtensionRequestHandling& operator=(ExtensionRequestHandling&&) = delete;
     virtual ~ExtensionRequestHandling() = default;
 
     /// Called once per request, on a platform thread, before any of the

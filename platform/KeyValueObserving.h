@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Noncopyable.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -31,7 +32,7 @@ struct KeyValueChange {
 /// now, and the old value is read), the new value is stored, then
 /// `didChangeValueForKey` (every observer hears it). Values are read with
 /// `valueForKey`, which an observable class answers for its observable keys.
-class KeyValueObservable {
+class KeyValueObservable : private platform::Noncopyable {
 public:
     static constexpr std::uint32_t OptionNew = 0x1;
     static constexpr std::uint32_t OptionOld = 0x2;
@@ -42,11 +43,6 @@ public:
 
     using Observer = std::function<void(const std::string& key, const KeyValueChange& change)>;
 
-    KeyValueObservable() = default;
-    KeyValueObservable(const KeyValueObservable&) = delete;
-    KeyValueObservable& operator=(const KeyValueObservable&) = delete;
-    KeyValueObservable(KeyValueObservable&&) = delete;
-    KeyValueObservable& operator=(KeyValueObservable&&) = delete;
     virtual ~KeyValueObservable() = default;
 
     /// Registers `observer` for changes of `key` until the returned token is

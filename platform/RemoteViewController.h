@@ -2,6 +2,7 @@
 
 #include "platform/ExtensionConnection.h"
 #include "platform/Interface.h"
+#include "platform/Noncopyable.h"
 #include "platform/ViewController.h"
 
 #include <memory>
@@ -23,13 +24,8 @@ public:
     /// controller exports to the extension's view controller. A subclass that
     /// takes messages from the extension supplies its own class object (and
     /// returns it from `classObject()`). Each call builds a new description.
-    class Class {
+    class Class : private platform::Noncopyable {
     public:
-        Class() = default;
-        Class(const Class&) = delete;
-        Class& operator=(const Class&) = delete;
-        Class(Class&&) = delete;
-        Class& operator=(Class&&) = delete;
         virtual ~Class() = default;
 
         /// What the controller exports: the messages the extension's view

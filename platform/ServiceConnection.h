@@ -2,6 +2,7 @@
 
 #include "platform/DispatchQueue.h"
 #include "platform/Invocation.h"
+#include "platform/Noncopyable.h"
 #include "platform/Object.h"
 
 #include <memory>
@@ -12,13 +13,8 @@ namespace lumora::platform {
 class ServiceConnection;
 
 /// The delegate set of a service connection. Its one hook is optional.
-class ServiceConnectionDelegate {
+class ServiceConnectionDelegate : private platform::Noncopyable {
 public:
-    ServiceConnectionDelegate() = default;
-    ServiceConnectionDelegate(const ServiceConnectionDelegate&) = delete;
-    ServiceConnectionDelegate& operator=(const ServiceConnectionDelegate&) = delete;
-    ServiceConnectionDelegate(ServiceConnectionDelegate&&) = delete;
-    ServiceConnectionDelegate& operator=(ServiceConnectionDelegate&&) = delete;
     virtual ~ServiceConnectionDelegate() = default;
 
     /// Optional: hands the delegate every decoded invocation the connection

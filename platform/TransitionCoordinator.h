@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Geometry.h"
+#include "platform/Noncopyable.h"
 
 #include <functional>
 
@@ -17,15 +18,10 @@ struct TransitionCoordinatorContext {
 /// Coordinates work with an interface transition (for instance a size change
 /// when the device rotates). View controllers receive one with
 /// `viewWillTransitionToSize_withTransitionCoordinator`.
-class TransitionCoordinator {
+class TransitionCoordinator : private platform::Noncopyable {
 public:
     using Block = std::function<void(const TransitionCoordinatorContext&)>;
 
-    TransitionCoordinator() = default;
-    TransitionCoordinator(const TransitionCoordinator&) = delete;
-    TransitionCoordinator& operator=(const TransitionCoordinator&) = delete;
-    TransitionCoordinator(TransitionCoordinator&&) = delete;
-    TransitionCoordinator& operator=(TransitionCoordinator&&) = delete;
     virtual ~TransitionCoordinator() = default;
 
     /// Runs `animation` alongside the transition's animation and `completion`

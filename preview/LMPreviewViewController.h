@@ -3,6 +3,7 @@
 #include "platform/Color.h"
 #include "platform/Extension.h"
 #include "platform/ExtensionItem.h"
+#include "platform/Noncopyable.h"
 #include "platform/URL.h"
 #include "platform/ViewController.h"
 #include "preview/LMPreviewViewControllerDelegate.h"
@@ -45,13 +46,8 @@ public:
     /// others on the class object it was called on, so a subclass that
     /// supplies its own class object (overriding, say, how the editor is
     /// instantiated) changes what its loads do.
-    class Class {
+    class Class : private platform::Noncopyable {
     public:
-        Class() = default;
-        Class(const Class&) = delete;
-        Class& operator=(const Class&) = delete;
-        Class(Class&&) = delete;
-        Class& operator=(Class&&) = delete;
         virtual ~Class() = default;
 
         /// The long variant with no attachment, share message or tint colour.

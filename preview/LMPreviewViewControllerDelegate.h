@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Noncopyable.h"
 #include <memory>
 #include <set>
 #include <string>
@@ -11,13 +12,8 @@ class LMPreviewViewController;
 /// What the application hears from a preview when its user has finished. Both
 /// operations are optional (see `platform::answering`); the preview sends them
 /// on the MainQueue, the activity types first.
-class LMPreviewViewControllerDelegate {
+class LMPreviewViewControllerDelegate : private platform::Noncopyable {
 public:
-    LMPreviewViewControllerDelegate() = default;
-    LMPreviewViewControllerDelegate(const LMPreviewViewControllerDelegate&) = delete;
-    LMPreviewViewControllerDelegate& operator=(const LMPreviewViewControllerDelegate&) = delete;
-    LMPreviewViewControllerDelegate(LMPreviewViewControllerDelegate&&) = delete;
-    LMPreviewViewControllerDelegate& operator=(LMPreviewViewControllerDelegate&&) = delete;
     virtual ~LMPreviewViewControllerDelegate() = default;
 
     /// Optional: the user has finished with the preview.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Interface.h"
+#include "platform/Noncopyable.h"
 
 #include <memory>
 #include <string>
@@ -10,13 +11,8 @@ namespace lumora {
 
 /// What the host exports to the video editor extension: the one message the
 /// editor sends, that its user has finished.
-class LMVideoEditorExtensionHostProtocol {
+class LMVideoEditorExtensionHostProtocol : private platform::Noncopyable {
 public:
-    LMVideoEditorExtensionHostProtocol() = default;
-    LMVideoEditorExtensionHostProtocol(const LMVideoEditorExtensionHostProtocol&) = delete;
-    LMVideoEditorExtensionHostProtocol& operator=(const LMVideoEditorExtensionHostProtocol&) = delete;
-    LMVideoEditorExtensionHostProtocol(LMVideoEditorExtensionHostProtocol&&) = delete;
-    LMVideoEditorExtensionHostProtocol& operator=(LMVideoEditorExtensionHostProtocol&&) = delete;
     virtual ~LMVideoEditorExtensionHostProtocol() = default;
 
     /// The user has finished in the editor, having completed the share

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Interface.h"
+#include "platform/Noncopyable.h"
 
 #include <memory>
 
@@ -8,13 +9,8 @@ namespace lumora {
 
 /// What the video editor extension vends to the host. The host obtains a
 /// proxy to it but sends nothing through it, so it has no operations.
-class LMVideoEditorExtensionProtocol {
+class LMVideoEditorExtensionProtocol : private platform::Noncopyable {
 public:
-    LMVideoEditorExtensionProtocol() = default;
-    LMVideoEditorExtensionProtocol(const LMVideoEditorExtensionProtocol&) = delete;
-    LMVideoEditorExtensionProtocol& operator=(const LMVideoEditorExtensionProtocol&) = delete;
-    LMVideoEditorExtensionProtocol(LMVideoEditorExtensionProtocol&&) = delete;
-    LMVideoEditorExtensionProtocol& operator=(LMVideoEditorExtensionProtocol&&) = delete;
     virtual ~LMVideoEditorExtensionProtocol() = default;
 
     /// A new description of the protocol for a connection.

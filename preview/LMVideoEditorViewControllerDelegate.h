@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Noncopyable.h"
 #include "platform/Object.h"
 
 #include <string>
@@ -8,13 +9,8 @@
 namespace lumora {
 
 /// What an in-process video editor object tells the controller that shows it.
-class LMVideoEditorViewControllerDelegate {
+class LMVideoEditorViewControllerDelegate : private platform::Noncopyable {
 public:
-    LMVideoEditorViewControllerDelegate() = default;
-    LMVideoEditorViewControllerDelegate(const LMVideoEditorViewControllerDelegate&) = delete;
-    LMVideoEditorViewControllerDelegate& operator=(const LMVideoEditorViewControllerDelegate&) = delete;
-    LMVideoEditorViewControllerDelegate(LMVideoEditorViewControllerDelegate&&) = delete;
-    LMVideoEditorViewControllerDelegate& operator=(LMVideoEditorViewControllerDelegate&&) = delete;
     virtual ~LMVideoEditorViewControllerDelegate() = default;
 
     /// The user has finished in `editor`, having completed the share

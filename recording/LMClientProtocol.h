@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Error.h"
+#include "platform/Noncopyable.h"
 #include "platform/URL.h"
 #include "platform/Value.h"
 
@@ -9,13 +10,8 @@
 namespace lumora {
 
 /// The calls the recording service makes into the application.
-class LMClientProtocol {
+class LMClientProtocol : private platform::Noncopyable {
 public:
-    LMClientProtocol() = default;
-    LMClientProtocol(const LMClientProtocol&) = delete;
-    LMClientProtocol& operator=(const LMClientProtocol&) = delete;
-    LMClientProtocol(LMClientProtocol&&) = delete;
-    LMClientProtocol& operator=(LMClientProtocol&&) = delete;
     virtual ~LMClientProtocol() = default;
 
     /// The service stopped the recording on its own.

@@ -2,6 +2,7 @@
 
 #include "platform/Error.h"
 #include "platform/Geometry.h"
+#include "platform/Noncopyable.h"
 #include "platform/URL.h"
 #include "platform/Value.h"
 
@@ -15,7 +16,7 @@ namespace lumora {
 
 /// The requests the application side sends to the recording service. Every
 /// request is one-way; answers come only through the completion callbacks.
-class LMDaemonProtocol {
+class LMDaemonProtocol : private platform::Noncopyable {
 public:
     using StartHandler
         = std::function<void(const platform::ErrorRef& error, bool microphoneGranted, bool cameraGranted)>;
@@ -24,11 +25,6 @@ public:
     using ErrorHandler = std::function<void(const platform::ErrorRef& error)>;
     using DiscardHandler = std::function<void()>;
 
-    LMDaemonProtocol() = default;
-    LMDaemonProtocol(const LMDaemonProtocol&) = delete;
-    LMDaemonProtocol& operator=(const LMDaemonProtocol&) = delete;
-    LMDaemonProtocol(LMDaemonProtocol&&) = delete;
-    LMDaemonProtocol& operator=(LMDaemonProtocol&&) = delete;
     virtual ~LMDaemonProtocol() = default;
 
     /// Starts recording the windows whose layer context ids are given, at

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Error.h"
+#include "platform/Noncopyable.h"
 
 #include <memory>
 
@@ -11,13 +12,8 @@ class LMPreviewViewController;
 
 /// What the screen recorder tells its delegate. Both operations are
 /// optional: the recorder asks before each call whether the delegate answers it.
-class LMScreenRecorderDelegate {
+class LMScreenRecorderDelegate : private platform::Noncopyable {
 public:
-    LMScreenRecorderDelegate() = default;
-    LMScreenRecorderDelegate(const LMScreenRecorderDelegate&) = delete;
-    LMScreenRecorderDelegate& operator=(const LMScreenRecorderDelegate&) = delete;
-    LMScreenRecorderDelegate(LMScreenRecorderDelegate&&) = delete;
-    LMScreenRecorderDelegate& operator=(LMScreenRecorderDelegate&&) = delete;
     virtual ~LMScreenRecorderDelegate() = default;
 
     /// Optional: the recorder's availability was computed again (it may be unchanged).

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Error.h"
+#include "platform/Noncopyable.h"
 
 #include <mutex>
 #include <optional>
@@ -15,13 +16,8 @@ namespace lumora::platform::host {
 /// Initially: nothing saved, saves succeed, and the folder is one of the
 /// library's own in the system's temporary directory, made on the first save
 /// and removed with everything in it when the process ends.
-class SimulatedPhotoLibrary {
+class SimulatedPhotoLibrary : private platform::Noncopyable {
 public:
-    SimulatedPhotoLibrary() = default;
-    SimulatedPhotoLibrary(const SimulatedPhotoLibrary&) = delete;
-    SimulatedPhotoLibrary& operator=(const SimulatedPhotoLibrary&) = delete;
-    SimulatedPhotoLibrary(SimulatedPhotoLibrary&&) = delete;
-    SimulatedPhotoLibrary& operator=(SimulatedPhotoLibrary&&) = delete;
     ~SimulatedPhotoLibrary();
 
     /// Forgets every saved movie (deleting the copies), lets saves succeed and

@@ -137,14 +137,20 @@ std::shared_ptr<Invocation> makeInvocation(const std::shared_ptr<RecordedRun>& r
         });
 }
 
-TEST(LMDaemonProxyConnection, RepliesArePerformedLaterOnTheMainQueue)
-{
+// A service connection whose delegate is the shared proxy, and one decoded
+// invocation to hand it.
+class LMDaemonProxyConnection : public ::testing::Test {
+protected:
     test::LogCapture log;
-    const auto proxy = LMDaemonProxy::daemonProxy();
-    auto connection = std::make_shared<ServiceConnection>("com.lumora.recording-service");
-    connection->setDelegate(proxy);
-    auto run = std::make_shared<RecordedRun>();
-    const auto invocation = makeInvocation(run);
+    std::shared_ptr<ServiceConnection> connection = std::make_shared<ServiceConnection>("com.lumora.recording-service");
+    std::shared_ptr<RecordedRun> run = std::make_shared<RecordedRun>();
+    std::shared_ptr<Invocation> invocation = makeInvocation(run);
+
+    void SetUp() override { connection->setDelegate(LMDaemonProxy::daemonProxy()); }
+};
+
+TEST_F(LMDaemonProxyConnection, RepliesArePerformedLaterOnTheMainQueue)
+{
 
     connection->receiveInvocation(invocation, true);
     ASSERT_TRUE(test::runUntil([&] { return invocation->target() == Invocation::nullPlaceholder(); }));
@@ -158,14 +164,8 @@ TEST(LMDaemonProxyConnection, RepliesArePerformedLaterOnTheMainQueue)
         }));
 }
 
-TEST(LMDaemonProxyConnection, IncomingCallsArePerformedAtOnceOnTheConnectionsThread)
+TEST_F(LMDaemonProxyConnection, IncomingCallsArePerformedAtOnceOnTheConnectionsThread)
 {
-    test::LogCapture log;
-    const auto proxy = LMDaemonProxy::daemonProxy();
-    auto connection = std::make_shared<ServiceConnection>("com.lumora.recording-service");
-    connection->setDelegate(proxy);
-    auto run = std::make_shared<RecordedRun>();
-    const auto invocation = makeInvocation(run);
 
     connection->receiveInvocation(invocation, false);
     // Nothing drains the MainQueue here: the call must not wait for it.
