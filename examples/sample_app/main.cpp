@@ -1,9 +1,15 @@
 #include "platform/Log.h"
 #include "sample_app/Demos.h"
-#include "sample_app/SampleDevice.h"
+#include "sample_app/device/SampleDevice.h"
+
+#include <cstdio>
 
 int main()
 {
+    // The narration goes to standard output and the framework's log to standard
+    // error. Line-buffering the narration keeps the two in the order they were
+    // written when both are sent to one file or pipe (standard error is unbuffered).
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     lumora::platform::Log::setEchoToStandardError(true);
     lumora::sample::prepareSampleDevice();
     lumora::sample::runServiceBoundaryDemo();

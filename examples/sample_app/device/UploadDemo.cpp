@@ -6,6 +6,7 @@
 #include "platform/host/ExtensionRequest.h"
 #include "platform/host/SimulatedDevice.h"
 #include "sample_app/Demos.h"
+#include "sample_app/app/Narration.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
 #include <cmath>
@@ -174,7 +175,7 @@ void runClipUpload(const std::string& outputDirectory)
 
 void runUploadDemo()
 {
-    const std::string outputDirectory = LUMORA_SAMPLE_OUTPUT_DIR;
+    const auto outputDirectory = sampleOutputDirectory();
     std::error_code error;
     std::filesystem::create_directories(outputDirectory, error);
     runSampleUpload(outputDirectory);

@@ -1,45 +1,53 @@
+#include "sample_app/app/ServiceBoundaryApp.h"
+
 #include "platform/Bundle.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/Locale.h"
 #include "recording/LMDaemonProxy.h"
 #include "recording/LMExtensions.h"
 #include "recording/LumoraErrors.h"
 #include "recording/LumoraVersion.h"
-#include "sample_app/Demos.h"
-#include "sample_app/SampleDevice.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-namespace lumora::sample {
+namespace lumora::sample::serviceBoundaryApp {
 
-void runServiceBoundaryDemo()
+namespace {
+
+std::string appName()
 {
-    say("The framework bundle");
+    const auto main = platform::Bundle::mainBundle();
+    return main ? LMExtensions::_lmLocalizedAppName(*main) : "?";
+}
+
+} // namespace
+
+bool showFrameworkBundle()
+{
     fmt::print("{}", LumoraVersionString);
     const auto framework = LMExtensions::_lmFrameworkBundle();
     if (!framework) {
         fmt::print("The framework bundle is missing at {}\n", LMExtensions::FrameworkBundlePath);
-        return;
+        return false;
     }
     fmt::print("Found at {} (device path {})\n", framework->bundlePath(), LMExtensions::FrameworkBundlePath);
     fmt::print("Localizations: {}\n", fmt::join(framework->localizations(), ", "));
     const auto main = platform::Bundle::mainBundle();
-    fmt::print("Running app: {} ({})\n", main ? LMExtensions::_lmLocalizedAppName(*main) : "?",
-        main ? main->bundleIdentifier().value_or("?") : "?");
+    fmt::print("Running app: {} ({})\n", appName(), main ? main->bundleIdentifier().value_or("?") : "?");
+    return true;
+}
 
-    say("Framework strings in the app's language, for different users");
-    for (const auto& languages : { std::vector<std::string> { "en" }, std::vector<std::string> { "fr-FR", "en" },
-             std::vector<std::string> { "ja", "fr" } }) {
-        platform::host::SimulatedDevice::shared().setPreferredLanguages(languages);
-        const auto text = LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID(
-            "STOP_RECORDING", "com.lumora.sample");
-        fmt::print("User reads {:<12} -> app name \"{}\", STOP_RECORDING = \"{}\"\n",
-            fmt::format("{}", fmt::join(languages, ",")), main ? LMExtensions::_lmLocalizedAppName(*main) : "?",
-            text.value_or("(absent)"));
-    }
-    platform::host::SimulatedDevice::shared().setPreferredLanguages({ "en" });
+void showFrameworkStringsForCurrentUser()
+{
+    const auto text
+        = LMExtensions::_lmLocalizedStringFromFrameworkBundleWithKey_bundleID("STOP_RECORDING", "com.lumora.sample");
+    fmt::print("User reads {:<12} -> app name \"{}\", STOP_RECORDING = \"{}\"\n",
+        fmt::format("{}", fmt::join(platform::Locale::preferredLanguages(), ",")), appName(),
+        text.value_or("(absent)"));
+}
 
-    say("The local recording service");
+void talkToLocalService()
+{
     const auto proxy = LMDaemonProxy::daemonProxy();
     proxy
         ->startRecordingWindowLayerContextIDs_windowSize_microphoneEnabled_cameraEnabled_broadcast_systemRecording_withHandler(
@@ -53,12 +61,14 @@ void runServiceBoundaryDemo()
             "stop answered: movie={} error={}\n", url ? url->path() : "none", error ? error->description() : "none");
     });
     proxy->discardRecordingWithHandler([] { fmt::print("discard answered (the local service never does)\n"); });
+}
 
-    say("Recording errors");
+void showRecordingErrors()
+{
     for (std::int64_t code = -5800; code >= -5808; --code) {
         const auto error = LumoraErrors::_lmUserErrorForCode_userInfo(code, nullptr);
         fmt::print("{} {}\n", code, error->localizedDescription());
     }
 }
 
-} // namespace lumora::sample
+} // namespace lumora::sample::serviceBoundaryApp

@@ -1,10 +1,9 @@
-#include "sample_app/SampleDevice.h"
+#include "sample_app/device/SampleDevice.h"
 
 #include "platform/host/SimulatedDevice.h"
 #include "recording/LMExtensions.h"
 
 #include <filesystem>
-#include <fmt/format.h>
 
 namespace lumora::sample {
 
@@ -15,17 +14,6 @@ void prepareSampleDevice()
     device.setMainBundle(std::string(LUMORA_SAMPLE_BUNDLES_DIR) + "/LumoraSample.app");
     std::error_code error;
     std::filesystem::create_directories(sampleOutputDirectory(), error);
-}
-
-std::string sampleOutputDirectory()
-{
-    return LUMORA_SAMPLE_OUTPUT_DIR;
-}
-
-void say(const std::string& text)
-{
-    fmt::print("\n== {}\n", text);
-    std::fflush(stdout);
 }
 
 } // namespace lumora::sample

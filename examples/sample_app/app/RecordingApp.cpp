@@ -1,0 +1,106 @@
+#include "sample_app/app/RecordingApp.h"
+
+#include "camera/LMPipViewController.h"
+#include "platform/KeyValueObserving.h"
+#include "platform/Screen.h"
+#include "platform/Window.h"
+
+#include <fmt/format.h>
+
+namespace lumora::sample {
+
+namespace {
+
+std::string describe(const platform::ErrorRef& error)
+{
+    return error ? fmt::format("{} ({})", error->code(), error->localizedDescription()) : "none";
+}
+
+std::string describe(const platform::Rect& rect)
+{
+    return fmt::format("x {:g}, y {:g}, {:g} by {:g}", rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
+}
+
+void printObserved(const std::string& key, const platform::KeyValueChange& change)
+{
+    fmt::print("[recording] observed {} = {}\n", key, change.newValue.boolValue());
+}
+
+} // namespace
+
+RecordingApp::RecordingApp()
+    : window_(std::make_shared<platform::Window>(platform::Rect { { 0, 0 }, { 375, 667 } })),
+      recorder_(LMScreenRecorder::sharedRecorder())
+{
+    window_->setRootViewController(std::make_shared<platform::ViewController>());
+    window_->makeKeyAndVisible();
+}
+
+void RecordingApp::screenRecorderDidChangeAvailability(const std::shared_ptr<LMScreenRecorder>& recorder)
+{
+    fmt::print("[recording] delegate: recording is {}\n", recorder->isAvailable() ? "available" : "unavailable");
+}
+
+void RecordingApp::screenRecorder_didStopRecordingWithError_previewViewController(
+    const std::shared_ptr<LMScreenRecorder>& /*recorder*/, const platform::ErrorRef& error,
+    const std::shared_ptr<LMPreviewViewController>& /*preview*/)
+{
+    fmt::print("[recording] delegate: recording stopped, error {}\n", error ? error->description() : "none");
+}
+
+void RecordingApp::observeRecorder()
+{
+    recorder_->setDelegate(shared_from_this());
+    microphoneToken_
+        = recorder_->addObserverForKey("microphoneEnabled", platform::KeyValueObservable::OptionNew, printObserved);
+    cameraToken_
+        = recorder_->addObserverForKey("cameraEnabled", platform::KeyValueObservable::OptionNew, printObserved);
+}
+
+void RecordingApp::tryToStart(const std::string& situation)
+{
+    recorder_->startRecordingWithHandler([situation](const platform::ErrorRef& error) {
+        fmt::print("[recording] start {}: error {}\n", situation, describe(error));
+    });
+}
+
+void RecordingApp::startWithMicrophoneAndCamera()
+{
+    recorder_->startRecordingWithMicrophoneEnabled_cameraEnabled_streamingEnabled_handler(true, true, false,
+        [](const platform::ErrorRef& error) { fmt::print("[recording] start finished: error {}\n", describe(error)); });
+    printState("after start");
+    fmt::print("[recording] rotation locked on the app window: {}\n", window_->isInterfaceAutorotationDisabled());
+    if (const auto& preview = recorder_->cameraPreviewView()) {
+        fmt::print("[recording] camera preview frame: {}\n", describe(preview->frame()));
+    }
+}
+
+void RecordingApp::startAgain()
+{
+    recorder_->startRecordingWithHandler(
+        [](const platform::ErrorRef&) { fmt::print("[recording] (never printed: a second start is ignored)\n"); });
+}
+
+void RecordingApp::followDeviceOrientation()
+{
+    // The recording holds the interface still, so only the camera picture is turned.
+    fmt::print("[recording] screen is still {}\n", describe(platform::Screen::mainScreen()->bounds()));
+    recorder_->pipViewController()->setPreviewOrientation();
+    fmt::print("[recording] camera picture orientation: {}\n",
+        static_cast<int>(recorder_->pipViewController()->previewLayer()->connection()->videoOrientation()));
+}
+
+void RecordingApp::switchOffCameraAndMicrophone()
+{
+    recorder_->setCameraEnabled(false);
+    recorder_->setMicrophoneEnabled(false);
+    printState("switched off");
+}
+
+void RecordingApp::printState(const std::string& step) const
+{
+    fmt::print("[recording] {}: recording {}, paused {}, microphone {}, camera {}\n", step, recorder_->isRecording(),
+        recorder_->isPaused(), recorder_->isMicrophoneEnabled(), recorder_->isCameraEnabled());
+}
+
+} // namespace lumora::sample
