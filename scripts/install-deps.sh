@@ -13,6 +13,7 @@ packages=(
   libspdlog-dev libfmt-dev
   libgtest-dev libgmock-dev googletest
   libbenchmark-dev
+  doxygen
 )
 
 sudo_cmd=()

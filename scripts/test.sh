@@ -13,6 +13,25 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build -j "$jobs"
 ctest --test-dir build -j "$jobs" --output-on-failure
 
+# The installed package: install the ordinary build under a prefix of its own,
+# then build the consumer example against it twice (find_package and pkg-config)
+# and run it; it records on the simulated device and stops.
+(
+  prefix="$PWD/build/install-check"
+  rm -rf "$prefix" build/consumer
+  cmake --install build --prefix "$prefix" > /dev/null
+  cmake -S examples/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$prefix" > /dev/null
+  cmake --build build/consumer
+  build/consumer/lumora_consumer
+  export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
+  # shellcheck disable=SC2046 # pkg-config answers several words on purpose
+  g++ -std=c++20 examples/consumer/main.cpp -o build/consumer/lumora_consumer_pkgconfig \
+    $(pkg-config --cflags lumora-simulated-device) \
+    -DLUMORA_FRAMEWORK_BUNDLE_DIR="\"$(pkg-config --variable=bundledir lumora-simulated-device)\"" \
+    $(pkg-config --libs lumora-simulated-device)
+  build/consumer/lumora_consumer_pkgconfig
+)
+
 cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DLUMORA_SANITIZE=ON \
   -DLUMORA_BUILD_BENCHMARKS=OFF -DLUMORA_BUILD_EXAMPLES=OFF
 cmake --build build-sanitize -j "$jobs"

@@ -1,0 +1,23 @@
+# Fails when a framework or seam file includes a header of the simulated device.
+# Run in script mode with -DLUMORA_CHECKED_LIST=<file naming one file a line> and
+# optionally -DLUMORA_CHECK_STAMP=<file to touch on success>.
+#
+# Any include whose path has a `host/` folder is refused, whether written from the
+# source root ("platform/host/...") or relative to a seam header ("host/...").
+file(STRINGS "${LUMORA_CHECKED_LIST}" checked)
+set(offenders "")
+foreach(file IN LISTS checked)
+  file(STRINGS "${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"]([^\">]*/)?host/")
+  foreach(line IN LISTS lines)
+    string(STRIP "${line}" line)
+    string(APPEND offenders "\n  ${file}: ${line}")
+  endforeach()
+endforeach()
+if(offenders)
+  message(FATAL_ERROR
+    "The framework and the platform seam must not include the simulated device's headers "
+    "(platform/host/); go through a platform role instead:${offenders}")
+endif()
+if(LUMORA_CHECK_STAMP)
+  file(TOUCH "${LUMORA_CHECK_STAMP}")
+endif()

@@ -1,0 +1,5 @@
+#pragma once
+
+// clang-format off
+#  include <host/SimulatedScreens.h>
+// clang-format on
