@@ -39,6 +39,7 @@ public:
 
     /// Duration of one movie clip that the service cuts the broadcast into.
     [[nodiscard]] double clipDuration() const { return clipDuration_; }
+    /// Sets the duration of one movie clip, in seconds.
     void setClipDuration(double clipDuration) { clipDuration_ = clipDuration; }
 
     /// Video encoder settings for the service; may be absent. The setter keeps
@@ -47,6 +48,7 @@ public:
     {
         return videoCompressionProperties_;
     }
+    /// Sets the video encoder settings (null for none), keeping the dictionary itself.
     void setVideoCompressionProperties(platform::DictionaryRef properties)
     {
         videoCompressionProperties_ = std::move(properties);

@@ -1,4 +1,5 @@
-# Fails when a framework or seam file includes a header of the simulated device.
+# Fails when one of the given files includes a header of the simulated device
+# (used for the framework, the seam, and the sample app's application part).
 # Run in script mode with -DLUMORA_CHECKED_LIST=<file naming one file a line> and
 # optionally -DLUMORA_CHECK_STAMP=<file to touch on success>.
 #
@@ -15,8 +16,8 @@ foreach(file IN LISTS checked)
 endforeach()
 if(offenders)
   message(FATAL_ERROR
-    "The framework and the platform seam must not include the simulated device's headers "
-    "(platform/host/); go through a platform role instead:${offenders}")
+    "These files must not include a header of the simulated device (platform/host/); "
+    "go through a platform role instead:${offenders}")
 endif()
 if(LUMORA_CHECK_STAMP)
   file(TOUCH "${LUMORA_CHECK_STAMP}")

@@ -20,6 +20,7 @@ public:
     Object& operator=(Object&&) = delete;
     virtual ~Object() = default;
 
+    /// The name of the object's class at run time.
     [[nodiscard]] virtual std::string className() const { return "Object"; }
 
     /// A short human-readable description, used by "%@" in log texts.

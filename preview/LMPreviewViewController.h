@@ -77,10 +77,13 @@ public:
     static const Class& defaultClass();
 
     // The class-level operations, called on `defaultClass()`.
+    /// Loads a preview of `movieURL` through `defaultClass()` (see `Class`).
     static void loadPreviewViewControllerWithMovieURL_completion(const platform::URL& movieURL, Completion completion)
     {
         defaultClass().loadPreviewViewControllerWithMovieURL_completion(movieURL, std::move(completion));
     }
+    /// Loads a preview of `movieURL` with a share attachment, message and tint colour,
+    /// through `defaultClass()` (see `Class`).
     static void loadPreviewViewControllerWithMovieURL_attachmentURL_overrideShareMessage_overrideTintColor_completion(
         const platform::URL& movieURL, const std::optional<platform::URL>& attachmentURL,
         const std::optional<std::string>& overrideShareMessage,
@@ -90,6 +93,7 @@ public:
             .loadPreviewViewControllerWithMovieURL_attachmentURL_overrideShareMessage_overrideTintColor_completion(
                 movieURL, attachmentURL, overrideShareMessage, overrideTintColor, std::move(completion));
     }
+    /// Asks the editor extension for its view controller, through `defaultClass()` (see `Class`).
     static void viewControllerForExtension_inputItems_completionHandler(
         const std::shared_ptr<platform::Extension>& extension, const platform::ExtensionItems& inputItems,
         HostViewControllerHandler completionHandler)
@@ -101,8 +105,11 @@ public:
     LMPreviewViewController() = default;
 
     // ---- View life cycle --------------------------------------------------------------
+    /// Remembers whether the status bar was hidden, shows it, and locks the recorder's rotation.
     void viewWillAppear(bool animated) override;
+    /// Puts the status bar back as it was.
     void viewWillDisappear(bool animated) override;
+    /// Unlocks the recorder's rotation.
     void viewDidDisappear(bool animated) override;
 
     // ---- Finishing ---------------------------------------------------------------------
@@ -115,24 +122,34 @@ public:
     void extensionDidFinishWithActivityTypes(const std::vector<std::string>& activityTypes);
 
     // ---- Properties --------------------------------------------------------------------
+    /// Whether the status bar was hidden before the preview appeared.
     [[nodiscard]] bool wasStatusBarHidden() const { return wasStatusBarHidden_; }
+    /// Records whether the status bar was hidden before the preview appeared.
     void setWasStatusBarHidden(bool hidden) { wasStatusBarHidden_ = hidden; }
+    /// The application's delegate, or null when none is set or it has gone.
     [[nodiscard]] virtual std::shared_ptr<LMPreviewViewControllerDelegate> previewControllerDelegate() const
     {
         return previewControllerDelegate_.lock();
     }
+    /// Holds the application's delegate weakly.
     void setPreviewControllerDelegate(const std::shared_ptr<LMPreviewViewControllerDelegate>& delegate)
     {
         previewControllerDelegate_ = delegate;
     }
+    /// The preview's mode; kept for callers that set it, the preview itself does not read it.
     [[nodiscard]] std::int64_t mode() const { return mode_; }
+    /// Sets the mode.
     void setMode(std::int64_t mode) { mode_ = mode; }
+    /// The movie being previewed.
     [[nodiscard]] const std::optional<platform::URL>& movieURL() const { return movieURL_; }
+    /// Sets the movie to preview.
     void setMovieURL(std::optional<platform::URL> movieURL) { movieURL_ = std::move(movieURL); }
+    /// The editor extension's host view controller, embedded as a child of the preview.
     [[nodiscard]] const std::shared_ptr<LMVideoEditorHostViewController>& hostViewController() const
     {
         return hostViewController_;
     }
+    /// Replaces the embedded host view controller.
     void setHostViewController(std::shared_ptr<LMVideoEditorHostViewController> hostViewController)
     {
         hostViewController_ = std::move(hostViewController);

@@ -22,14 +22,18 @@ public:
     class PreviewController_didFinishWithActivityTypes;
 };
 
+/// Answered by a delegate that wants to hear when the user has finished.
 class LMPreviewViewControllerDelegate::PreviewControllerDidFinish : public virtual LMPreviewViewControllerDelegate {
 public:
+    /// The user has finished with `previewController`; dismissing it is the application's business.
     virtual void previewControllerDidFinish(const std::shared_ptr<LMPreviewViewController>& previewController) = 0;
 };
 
+/// Answered by a delegate that wants to hear which share activities the user completed.
 class LMPreviewViewControllerDelegate::PreviewController_didFinishWithActivityTypes
     : public virtual LMPreviewViewControllerDelegate {
 public:
+    /// The share activities the user completed (each once), heard before `previewControllerDidFinish`.
     virtual void previewController_didFinishWithActivityTypes(
         const std::shared_ptr<LMPreviewViewController>& previewController, const std::set<std::string>& activityTypes)
         = 0;

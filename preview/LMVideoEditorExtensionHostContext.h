@@ -25,6 +25,7 @@ public:
         [[nodiscard]] std::shared_ptr<platform::Interface> exportedInterface() const override;
     };
 
+    /// The class object of `LMVideoEditorExtensionHostContext` itself.
     static const Class& defaultClass();
     [[nodiscard]] const platform::ExtensionContext::Class& classObject() const override { return defaultClass(); }
 
@@ -39,10 +40,12 @@ public:
     /// the context is not connected.
     [[nodiscard]] std::shared_ptr<platform::RemoteObjectProxy> extensionObjectProxy() const;
 
+    /// The host view controller the context reports to, held weakly (null when it has gone).
     [[nodiscard]] std::shared_ptr<LMVideoEditorHostViewController> hostViewController() const
     {
         return hostViewController_.lock();
     }
+    /// Sets the host view controller the context reports to.
     void setHostViewController(const std::shared_ptr<LMVideoEditorHostViewController>& hostViewController)
     {
         hostViewController_ = hostViewController;

@@ -29,6 +29,7 @@ public:
         [[nodiscard]] std::shared_ptr<platform::Interface> exportedInterface() const override;
     };
 
+    /// The class object of `LMVideoEditorHostViewController` itself.
     static const Class& defaultClass();
     [[nodiscard]] const platform::RemoteViewController::Class& classObject() const override { return defaultClass(); }
 
@@ -38,15 +39,19 @@ public:
     /// activity types, unchanged, to the preview (nothing when it has gone).
     void extensionDidFinishWithActivityTypes(const std::vector<std::string>& activityTypes) override;
 
+    /// The preview that embeds this controller, held weakly (null when it has gone).
     [[nodiscard]] std::shared_ptr<LMPreviewViewController> previewViewController() const
     {
         return previewViewController_.lock();
     }
+    /// Sets the preview that embeds this controller.
     void setPreviewViewController(const std::shared_ptr<LMPreviewViewController>& previewViewController)
     {
         previewViewController_ = previewViewController;
     }
+    /// The context of the editor extension's request.
     [[nodiscard]] const std::shared_ptr<LMVideoEditorExtensionHostContext>& hostContext() const { return hostContext_; }
+    /// Sets the context of the editor extension's request.
     void setHostContext(std::shared_ptr<LMVideoEditorExtensionHostContext> hostContext)
     {
         hostContext_ = std::move(hostContext);

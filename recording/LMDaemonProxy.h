@@ -29,6 +29,7 @@ public:
 
     /// The connection to the service. The local proxy never sets it.
     [[nodiscard]] const std::shared_ptr<platform::ServiceConnection>& connection() const { return connection_; }
+    /// Replaces the connection to the service.
     void setConnection(std::shared_ptr<platform::ServiceConnection> connection) { connection_ = std::move(connection); }
 
     // LMDaemonProtocol
@@ -56,6 +57,8 @@ public:
     void updateBroadcastServiceInfo(const platform::DictionaryRef& serviceInfo) override;
 
     // The connection's delegate hook.
+    /// A message from the service arrived on the connection: runs it against this proxy
+    /// if it is one the application side answers (see `LMClientProtocol`).
     void connection_handleInvocation_isReply(const std::shared_ptr<platform::ServiceConnection>& connection,
         const std::shared_ptr<platform::Invocation>& invocation, bool isReply) override;
 

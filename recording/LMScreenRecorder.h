@@ -45,6 +45,7 @@ class LMScreenRecorder : public platform::Object,
                          public platform::KeyValueObservable,
                          public LMPreviewViewControllerDelegate {
 public:
+    /// Hears why a start failed, or null when recording began.
     using ErrorHandler = std::function<void(const platform::ErrorRef& error)>;
     /// Receives the preview of the stopped recording's movie, or the error.
     using PreviewHandler = std::function<void(
@@ -55,7 +56,9 @@ public:
     /// Receives the broadcast service's information and an error (both absent here).
     using BroadcastStopHandler
         = std::function<void(const platform::DictionaryRef& serviceInfo, const platform::ErrorRef& error)>;
+    /// Called once the service has thrown the movie away.
     using DiscardHandler = std::function<void()>;
+    /// Hears the path of the movie saved to the photo library, or the error.
     using SaveCompletion
         = std::function<void(const std::optional<std::string>& savedMoviePath, const platform::ErrorRef& error)>;
 
@@ -89,6 +92,7 @@ public:
     /// The render-context id of the window to record, or
     /// `WholeScreenLayerContextID` for a system recording of no chosen window.
     [[nodiscard]] std::uint32_t currentWindowLayerContextID();
+    /// Locks or unlocks interface rotation on the window being recorded.
     void setWindowRotationLocked(bool locked);
 
     // ---- Starting ----------------------------------------------------------------------------
@@ -142,17 +146,23 @@ public:
     void stopRecordingWithError_movieURL(const platform::ErrorRef& error, const std::optional<platform::URL>& movieURL);
     /// The system's quick panel appears or goes; nothing is done with it yet.
     void quickPanelWillPresent();
+    /// The system's quick panel went away; nothing is done with it yet.
     void quickPanelDidDismiss();
 
     // ---- Availability ------------------------------------------------------------------------
     /// Computes `available` again and tells the delegate.
     void updateRecordingAvailability();
+    /// Tells the delegate, if it answers, that availability may have changed.
     void notifyDelegateOfRecorderAvailability();
 
     // ---- Application life cycle, pause and resume ----------------------------------------------
+    /// The application is going inactive: pauses a running recording and tells the service.
     void clientWillResignActive();
+    /// The application is active again: tells the service and resumes a paused recording.
     void clientDidBecomeActive();
+    /// Pauses a running recording.
     void pauseRecording();
+    /// Resumes a paused recording of the same window.
     void resumeRecording();
 
     // ---- Audio session -------------------------------------------------------------------------
@@ -163,99 +173,138 @@ public:
     void restoreAudioSession();
 
     // ---- Properties ------------------------------------------------------------------------------
+    /// Whether a recording can start now (not restricted, no mirroring, the service reachable).
     [[nodiscard]] bool isAvailable() const { return available_; }
+    /// Sets `available` without telling anyone; `updateRecordingAvailability` is the usual way.
     void setAvailable(bool available) { available_ = available; }
+    /// Whether a recording is running (also while paused).
     [[nodiscard]] bool isRecording() const { return recording_; }
+    /// Sets `recording` without telling the service.
     void setRecording(bool recording) { recording_ = recording; }
+    /// Whether the recording includes the microphone.
     [[nodiscard]] bool isMicrophoneEnabled() const { return microphoneEnabled_; }
     /// Tells the service during a recording (unless the microphone was not
     /// granted), and announces the change to key-value observers.
     void setMicrophoneEnabled(bool enabled);
+    /// Whether the recording shows the front camera's picture.
     [[nodiscard]] bool isCameraEnabled() const { return cameraEnabled_; }
     /// Starts or stops the camera preview during a recording (unless the
     /// camera was not granted), and announces the change to key-value observers.
     void setCameraEnabled(bool enabled);
+    /// Whether the recording is of the whole screen, started by the system rather than an app.
     [[nodiscard]] bool systemRecording() const { return systemRecording_; }
+    /// Marks the next recording as a system recording.
     void setSystemRecording(bool systemRecording) { systemRecording_ = systemRecording; }
+    /// Whether the service reported the camera as granted for this recording.
     [[nodiscard]] bool hasUserConsentForCamera() const { return hasUserConsentForCamera_; }
+    /// Records whether the camera was granted.
     void setHasUserConsentForCamera(bool consent) { hasUserConsentForCamera_ = consent; }
+    /// Whether the service reported the microphone as granted for this recording.
     [[nodiscard]] bool hasUserConsentForMicrophone() const { return hasUserConsentForMicrophone_; }
+    /// Records whether the microphone was granted.
     void setHasUserConsentForMicrophone(bool consent) { hasUserConsentForMicrophone_ = consent; }
+    /// Whether the running recording is paused.
     [[nodiscard]] bool isPaused() const { return paused_; }
+    /// Sets `paused` without telling the service.
     void setPaused(bool paused) { paused_ = paused; }
 
+    /// The delegate, or null when none is set or it has gone.
     [[nodiscard]] std::shared_ptr<LMScreenRecorderDelegate> delegate() const { return delegate_.lock(); }
     /// Holds the delegate weakly and tells it the current availability at
     /// once (also when the same delegate is set again).
     void setDelegate(const std::shared_ptr<LMScreenRecorderDelegate>& delegate);
 
+    /// The view showing the camera's picture during a recording with the camera (null otherwise).
     [[nodiscard]] const std::shared_ptr<platform::View>& cameraPreviewView() const { return cameraPreviewView_; }
+    /// Replaces the camera preview view.
     void setCameraPreviewView(std::shared_ptr<platform::View> view) { cameraPreviewView_ = std::move(view); }
+    /// The audio session options in force before the recording, put back afterwards.
     [[nodiscard]] std::uint64_t previousAudioSessionOptions() const { return previousAudioSessionOptions_; }
+    /// Remembers the audio session options to put back.
     void setPreviousAudioSessionOptions(std::uint64_t options) { previousAudioSessionOptions_ = options; }
+    /// The audio session category in force before the recording, put back afterwards.
     [[nodiscard]] const std::optional<std::string>& previousAudioCategory() const { return previousAudioCategory_; }
+    /// Remembers the audio session category to put back.
     void setPreviousAudioCategory(std::optional<std::string> category) { previousAudioCategory_ = std::move(category); }
+    /// The window the application chose to record; null records the application's window.
     [[nodiscard]] const std::shared_ptr<platform::Window>& windowToRecord() const { return windowToRecord_; }
+    /// Chooses the window to record.
     void setWindowToRecord(std::shared_ptr<platform::Window> window) { windowToRecord_ = std::move(window); }
+    /// The controller of the camera's picture-in-picture during a recording with the camera.
     [[nodiscard]] const std::shared_ptr<LMPipViewController>& pipViewController() const { return pipViewController_; }
+    /// Replaces the picture-in-picture controller.
     void setPipViewController(std::shared_ptr<LMPipViewController> controller)
     {
         pipViewController_ = std::move(controller);
     }
+    /// The completion of a pending save to the photo library.
     [[nodiscard]] const SaveCompletion& saveVideoToCameraRollCompletionBlock() const
     {
         return saveVideoToCameraRollCompletionBlock_;
     }
+    /// Holds the completion of a save to the photo library until the library reports.
     void setSaveVideoToCameraRollCompletionBlock(SaveCompletion completion)
     {
         saveVideoToCameraRollCompletionBlock_ = std::move(completion);
     }
 
+    /// When the quick panel began showing at the start of a system recording.
     [[nodiscard]] const std::optional<platform::Date>& systemRecordingQuickPanelStartClipStartTime() const
     {
         return systemRecordingQuickPanelStartClipStartTime_;
     }
+    /// Records when the quick panel began showing at the start.
     void setSystemRecordingQuickPanelStartClipStartTime(std::optional<platform::Date> date)
     {
         systemRecordingQuickPanelStartClipStartTime_ = date;
     }
+    /// When the quick panel stopped showing at the start of a system recording.
     [[nodiscard]] const std::optional<platform::Date>& systemRecordingQuickPanelStartClipEndTime() const
     {
         return systemRecordingQuickPanelStartClipEndTime_;
     }
+    /// Records when the quick panel stopped showing at the start.
     void setSystemRecordingQuickPanelStartClipEndTime(std::optional<platform::Date> date)
     {
         systemRecordingQuickPanelStartClipEndTime_ = date;
     }
+    /// When the quick panel began showing at the end of a system recording.
     [[nodiscard]] const std::optional<platform::Date>& systemRecordingQuickPanelEndClipStartTime() const
     {
         return systemRecordingQuickPanelEndClipStartTime_;
     }
+    /// Records when the quick panel began showing at the end.
     void setSystemRecordingQuickPanelEndClipStartTime(std::optional<platform::Date> date)
     {
         systemRecordingQuickPanelEndClipStartTime_ = date;
     }
+    /// When the quick panel stopped showing at the end of a system recording.
     [[nodiscard]] const std::optional<platform::Date>& systemRecordingQuickPanelEndClipEndTime() const
     {
         return systemRecordingQuickPanelEndClipEndTime_;
     }
+    /// Records when the quick panel stopped showing at the end.
     void setSystemRecordingQuickPanelEndClipEndTime(std::optional<platform::Date> date)
     {
         systemRecordingQuickPanelEndClipEndTime_ = date;
     }
 
+    /// The window that shows a system recording is running.
     [[nodiscard]] const std::shared_ptr<LMSystemRecordingIndicatorWindow>& systemRecordingIndicatorWindow() const
     {
         return systemRecordingIndicatorWindow_;
     }
+    /// Replaces the recording indicator window.
     void setSystemRecordingIndicatorWindow(std::shared_ptr<LMSystemRecordingIndicatorWindow> window)
     {
         systemRecordingIndicatorWindow_ = std::move(window);
     }
+    /// The controller of the broadcast in progress, if any.
     [[nodiscard]] const std::shared_ptr<LMBroadcastController>& activeBroadcastController() const
     {
         return activeBroadcastController_;
     }
+    /// Replaces the controller of the broadcast in progress.
     void setActiveBroadcastController(std::shared_ptr<LMBroadcastController> controller)
     {
         activeBroadcastController_ = std::move(controller);

@@ -22,11 +22,14 @@ public:
     class ScreenRecorder_didStopRecordingWithError_previewViewController;
 };
 
+/// Answered by a delegate that wants to hear of availability changes.
 class LMScreenRecorderDelegate::ScreenRecorderDidChangeAvailability : public virtual LMScreenRecorderDelegate {
 public:
+    /// Read `screenRecorder->isAvailable()` for the new availability.
     virtual void screenRecorderDidChangeAvailability(const std::shared_ptr<LMScreenRecorder>& screenRecorder) = 0;
 };
 
+/// Answered by a delegate that wants to hear of recordings that ended without being asked to.
 class LMScreenRecorderDelegate::ScreenRecorder_didStopRecordingWithError_previewViewController
     : public virtual LMScreenRecorderDelegate {
 public:

@@ -9,6 +9,7 @@ namespace lumora {
 /// stay touchable. The recorder declares one but this build never creates it.
 class LMSystemRecordingIndicatorWindow : public platform::RootWindow {
 public:
+    /// A window covering `frame`.
     explicit LMSystemRecordingIndicatorWindow(platform::Rect frame) : platform::RootWindow(frame) { }
 
     /// The base class's hit, except that the window itself is never hit.

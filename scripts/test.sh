@@ -30,6 +30,9 @@ ctest --test-dir build -j "$jobs" --output-on-failure
     -DLUMORA_FRAMEWORK_BUNDLE_DIR="\"$(pkg-config --variable=bundledir lumora-simulated-device)\"" \
     $(pkg-config --libs lumora-simulated-device)
   build/consumer/lumora_consumer_pkgconfig
+  # The API reference builds; what still lacks documentation is listed, not fatal.
+  cmake --build build --target docs
+  echo "API reference: $(grep -c 'is not documented' build/docs/warnings.log || true) undocumented items (build/docs/warnings.log)"
 )
 
 cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DLUMORA_SANITIZE=ON \

@@ -32,12 +32,16 @@ public:
     /// (no merge); null clears it. It reaches the host when the request completes.
     void updateServiceInfo(platform::DictionaryRef serviceInfo);
 
+    /// The service information published so far (null when none); safe from any thread.
     [[nodiscard]] platform::DictionaryRef serviceInfo() const { return serviceInfo_.load(); }
+    /// Replaces the service information; safe from any thread.
     void setServiceInfo(platform::DictionaryRef serviceInfo) { serviceInfo_.store(std::move(serviceInfo)); }
+    /// The context of the request this handler serves, set when the request begins.
     [[nodiscard]] const std::shared_ptr<platform::ExtensionContext>& extensionContext() const
     {
         return extensionContext_;
     }
+    /// Sets the context of the request this handler serves.
     void setExtensionContext(std::shared_ptr<platform::ExtensionContext> context)
     {
         extensionContext_ = std::move(context);

@@ -27,6 +27,8 @@ class LMBroadcastMP4ClipHandler : public LMBroadcastHandler {
 public:
     LMBroadcastMP4ClipHandler() = default;
 
+    /// Loads the clip's items and hands the clip to the subclass once all have loaded
+    /// (see the class comment).
     void beginRequestWithExtensionContext(const std::shared_ptr<platform::ExtensionContext>& context) override;
 
     /// Hook for the subclass (the handler's own version does nothing): upload

@@ -34,19 +34,26 @@ class LMBroadcastSampleHandler : public LMBroadcastHandler {
 public:
     /// Frees an audio buffer list made by `_audioBufferListFromData`: its data first, then the list.
     struct AudioBufferListDeleter {
+        /// Frees `list` and its data; does nothing with null.
         void operator()(platform::AudioBufferList* list) const;
     };
+    /// An audio buffer list owned together with its data.
     using AudioBufferListPtr = std::unique_ptr<platform::AudioBufferList, AudioBufferListDeleter>;
 
     LMBroadcastSampleHandler() = default;
 
+    /// Loads every item's payload list and processes each payload in order, then
+    /// completes the request (see the class comment).
     void beginRequestWithExtensionContext(const std::shared_ptr<platform::ExtensionContext>& context) override;
 
     // ---- Hooks for the subclass; the handler's own versions do nothing. ------
     /// The broadcast started; `setupInfo` is the setup information, or null.
     virtual void broadcastStartedWithSetupInfo(const platform::DictionaryRef& setupInfo);
+    /// The broadcast paused.
     virtual void broadcastPaused();
+    /// The broadcast resumed.
     virtual void broadcastResumed();
+    /// The broadcast finished; no more payloads follow.
     virtual void broadcastFinished();
     /// One audio sample, on the audio queue. `sampleBuffer` is released when
     /// the hook returns: keep a copy of the pointer to keep it.
@@ -54,6 +61,8 @@ public:
         const std::shared_ptr<platform::SampleBuffer>& sampleBuffer, std::int64_t sampleBufferType);
 
     // ---- Payload decoding -----------------------------------------------------
+    /// Processes one payload: an action reaches its hook, audio is queued for
+    /// delivery, video is dropped; a malformed payload is logged and skipped.
     void _processPayload(const platform::DictionaryRef& payload);
     /// Does nothing: no video sample reaches the subclass.
     void _processPayloadWithVideoSample(const platform::DictionaryRef& payload);
@@ -63,8 +72,9 @@ public:
     /// when `data` is empty.
     [[nodiscard]] AudioBufferListPtr _audioBufferListFromData(const platform::Data& data) const;
 
-    /// The serial queues shared by every handler of the process, each made on first use.
+    /// The serial audio queue shared by every handler of the process, made on first use.
     [[nodiscard]] platform::DispatchQueue& audioQueue() const;
+    /// The serial video queue shared likewise (no video is delivered yet).
     [[nodiscard]] platform::DispatchQueue& videoQueue() const;
 
     /// The format every rebuilt audio sample declares: 44.1 kHz, 16-bit mono
