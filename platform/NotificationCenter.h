@@ -3,15 +3,13 @@
 #include "platform/Object.h"
 #include "platform/Value.h"
 
-#include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <vector>
 
 namespace lumora::platform {
 
+/// One posted notification: its name, the object it is about (may be null) and extra information (may be null).
 struct Notification {
     std::string name;
     ObjectRef object;
@@ -25,8 +23,10 @@ struct Notification {
 /// registrations, and post, from inside a delivery.
 class NotificationCenter {
 public:
+    /// Receives a notification, on the posting thread.
     using Handler = std::function<void(const Notification&)>;
 
+    /// The process's one notification centre.
     static NotificationCenter& defaultCenter();
 
     /// Registers `handler` for notifications named `name`, for as long as
@@ -34,24 +34,25 @@ public:
     void addObserver(const std::shared_ptr<Object>& observer, std::string name, Handler handler);
     /// Drops every registration of `observer`.
     void removeObserver(const Object* observer);
+    /// Delivers a notification named `name` to every live registration for that name,
+    /// on the calling thread, before returning.
     void postNotificationName(const std::string& name, ObjectRef object = nullptr, DictionaryRef userInfo = nullptr);
 
     /// How many live registrations there are for `name`.
     [[nodiscard]] std::size_t observerCount(const std::string& name);
 
+    NotificationCenter(const NotificationCenter&) = delete;
+    NotificationCenter& operator=(const NotificationCenter&) = delete;
+    NotificationCenter(NotificationCenter&&) = delete;
+    NotificationCenter& operator=(NotificationCenter&&) = delete;
+
 private:
-    struct Delivery {
-        Handler handler;
-        std::atomic<bool> active { true };
-    };
-    struct Registration {
-        std::weak_ptr<Object> observer;
-        const Object* identity;
-        std::string name;
-        std::shared_ptr<Delivery> delivery;
-    };
-    std::mutex mutex_;
-    std::vector<Registration> registrations_;
+    NotificationCenter();
+    ~NotificationCenter();
+
+    // The registrations belong to the platform's implementation.
+    struct State;
+    std::unique_ptr<State> state_;
 };
 
 } // namespace lumora::platform
