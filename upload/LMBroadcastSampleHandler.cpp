@@ -246,12 +246,10 @@ LMBroadcastSampleHandler::AudioBufferListPtr LMBroadcastSampleHandler::_audioBuf
         return nullptr;
     }
     auto* bytes = new (std::nothrow) std::uint8_t[data.length()]; // NOLINT(cppcoreguidelines-owning-memory)
-    // The copy comes before the test, as the platform's version does: an
-    // allocation failure here is not expected to be survived.
-    std::memcpy(bytes, data.bytes(), data.length());
     if (bytes == nullptr) {
         return nullptr;
     }
+    std::memcpy(bytes, data.bytes(), data.length());
     AudioBufferListPtr list(new (std::nothrow) platform::AudioBufferList()); // NOLINT(cppcoreguidelines-owning-memory)
     if (!list) {
         delete[] bytes; // NOLINT(cppcoreguidelines-owning-memory)
