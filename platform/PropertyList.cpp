@@ -12,6 +12,8 @@
 #include <memory>
 #include <plist/plist.h>
 #include <span>
+#include <unordered_map>
+#include <vector>
 
 namespace lumora::platform {
 
@@ -439,6 +441,287 @@ private:
     bool failed_ = false;
 };
 
+std::size_t widthFor(std::uint64_t largest)
+{
+    if (largest <= 0xFFU) {
+        return 1;
+    }
+    if (largest <= 0xFFFFU) {
+        return 2;
+    }
+    return largest <= 0xFFFFFFFFU ? 4 : 8;
+}
+
+void appendBigEndian(std::vector<std::uint8_t>& out, std::uint64_t value, std::size_t width)
+{
+    for (std::size_t i = width; i > 0; --i) {
+        out.push_back(static_cast<std::uint8_t>(value >> (8 * (i - 1))));
+    }
+}
+
+// Appends a marker with a count: in its low four bits when below 15,
+// otherwise as an integer object after it.
+void appendMarker(std::vector<std::uint8_t>& out, std::uint8_t kind, std::uint64_t count)
+{
+    if (count < 0xF) {
+        out.push_back(static_cast<std::uint8_t>((kind << 4U) | count));
+        return;
+    }
+    out.push_back(static_cast<std::uint8_t>((kind << 4U) | 0xFU));
+    const std::size_t width = widthFor(count);
+    out.push_back(static_cast<std::uint8_t>(0x10U | static_cast<unsigned>(std::countr_zero(width))));
+    appendBigEndian(out, count, width);
+}
+
+// The next code point of UTF-8 `text` at `at` (advanced past it); malformed
+// bytes read as U+FFFD one at a time.
+std::uint32_t nextCodePoint(std::string_view text, std::size_t& at)
+{
+    const auto lead = static_cast<std::uint8_t>(text[at++]);
+    std::size_t extra = 0;
+    std::uint32_t code = 0;
+    if (lead < 0x80) {
+        return lead;
+    }
+    if ((lead & 0xE0U) == 0xC0U) {
+        extra = 1;
+        code = lead & 0x1FU;
+    } else if ((lead & 0xF0U) == 0xE0U) {
+        extra = 2;
+        code = lead & 0x0FU;
+    } else if ((lead & 0xF8U) == 0xF0U) {
+        extra = 3;
+        code = lead & 0x07U;
+    } else {
+        return 0xFFFD;
+    }
+    if (text.size() - at < extra) {
+        return 0xFFFD;
+    }
+    for (std::size_t i = 0; i < extra; ++i) {
+        const auto next = static_cast<std::uint8_t>(text[at + i]);
+        if ((next & 0xC0U) != 0x80U) {
+            return 0xFFFD;
+        }
+        code = (code << 6U) | (next & 0x3FU);
+    }
+    at += extra;
+    return code > 0x10FFFF || (code >= 0xD800 && code < 0xE000) ? 0xFFFD : code;
+}
+
+// Writes the binary form. Equal strings are written once, and a container
+// shared by several others (the same array or dictionary, by identity) is
+// written once and referred to from each.
+class BinaryWriter {
+public:
+    std::optional<Data> write(const Value& root)
+    {
+        if (!add(root)) {
+            return std::nullopt;
+        }
+        const std::size_t refWidth = widthFor(objects_.size() - 1);
+        std::vector<std::uint8_t> out { 'b', 'p', 'l', 'i', 's', 't', '0', '0' };
+        std::vector<std::uint64_t> offsets;
+        offsets.reserve(objects_.size());
+        for (const auto& object : objects_) {
+            offsets.push_back(out.size());
+            if (!encode(out, object, refWidth)) {
+                return std::nullopt;
+            }
+        }
+        const std::uint64_t table = out.size();
+        const std::size_t offsetWidth = widthFor(table);
+        for (const auto offset : offsets) {
+            appendBigEndian(out, offset, offsetWidth);
+        }
+        out.insert(out.end(), 6, 0);
+        out.push_back(static_cast<std::uint8_t>(offsetWidth));
+        out.push_back(static_cast<std::uint8_t>(refWidth));
+        appendBigEndian(out, objects_.size(), 8);
+        appendBigEndian(out, 0, 8);
+        appendBigEndian(out, table, 8);
+        return Data(std::move(out));
+    }
+
+private:
+    struct Object {
+        const Value* value = nullptr; // null for a dictionary key
+        std::string_view key;
+        std::optional<std::uint64_t> uid;
+        std::vector<std::uint64_t> references;
+    };
+
+    std::optional<std::uint64_t> addString(std::string_view text, const Value* value)
+    {
+        if (const auto found = strings_.find(text); found != strings_.end()) {
+            return found->second;
+        }
+        const std::uint64_t index = objects_.size();
+        objects_.push_back(Object { value, text, std::nullopt, {} });
+        strings_.emplace(text, index);
+        return index;
+    }
+
+    std::optional<std::uint64_t> add(const Value& value)
+    {
+        if (const auto* text = value.string()) {
+            return addString(*text, &value);
+        }
+        const void* container = nullptr;
+        if (const auto& array = value.array()) {
+            container = array.get();
+        } else if (const auto& dictionary = value.dictionary()) {
+            container = dictionary.get();
+        }
+        if (container != nullptr) {
+            if (const auto found = containers_.find(container); found != containers_.end()) {
+                return found->second;
+            }
+        }
+        const std::uint64_t index = objects_.size();
+        objects_.push_back(Object { &value, {}, std::nullopt, {} });
+        std::vector<std::uint64_t> references;
+        if (const auto& array = value.array()) {
+            references.reserve(array->size());
+            for (const auto& element : *array) {
+                const auto reference = add(element);
+                if (!reference) {
+                    return std::nullopt;
+                }
+                references.push_back(*reference);
+            }
+        } else if (const auto& dictionary = value.dictionary()) {
+            if (const auto uid = PropertyList::uidFromValue(value)) {
+                objects_[index].uid = uid;
+            } else {
+                references.reserve(2 * dictionary->size());
+                for (const auto& [key, element] : *dictionary) {
+                    references.push_back(*addString(key, nullptr));
+                }
+                for (const auto& [key, element] : *dictionary) {
+                    const auto reference = add(element);
+                    if (!reference) {
+                        return std::nullopt;
+                    }
+                    references.push_back(*reference);
+                }
+            }
+        } else if (value.isNull() || value.isURL() || value.isObject()) {
+            return std::nullopt;
+        }
+        objects_[index].references = std::move(references);
+        if (container != nullptr) {
+            containers_.emplace(container, index);
+        }
+        return index;
+    }
+
+    static void encodeString(std::vector<std::uint8_t>& out, std::string_view text)
+    {
+        const bool ascii = std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
+        if (ascii) {
+            appendMarker(out, 0x5, text.size());
+            out.insert(out.end(), text.begin(), text.end());
+            return;
+        }
+        std::vector<std::uint16_t> units;
+        for (std::size_t at = 0; at < text.size();) {
+            const std::uint32_t code = nextCodePoint(text, at);
+            if (code >= 0x10000) {
+                units.push_back(static_cast<std::uint16_t>(0xD800 + ((code - 0x10000) >> 10U)));
+                units.push_back(static_cast<std::uint16_t>(0xDC00 + ((code - 0x10000) & 0x3FFU)));
+            } else {
+                units.push_back(static_cast<std::uint16_t>(code));
+            }
+        }
+        appendMarker(out, 0x6, units.size());
+        for (const auto unit : units) {
+            appendBigEndian(out, unit, 2);
+        }
+    }
+
+    static bool encode(std::vector<std::uint8_t>& out, const Object& object, std::size_t refWidth)
+    {
+        if (object.value == nullptr || object.value->isString()) {
+            encodeString(out, object.key);
+            return true;
+        }
+        const Value& value = *object.value;
+        if (object.uid) {
+            const std::size_t width = widthFor(*object.uid);
+            out.push_back(static_cast<std::uint8_t>(0x80U | (width - 1)));
+            appendBigEndian(out, *object.uid, width);
+        } else if (value.isBool()) {
+            out.push_back(value.boolValue() ? 0x09 : 0x08);
+        } else if (value.isInteger()) {
+            const std::int64_t number = value.int64Value();
+            const std::size_t width = number < 0 ? 8 : widthFor(static_cast<std::uint64_t>(number));
+            out.push_back(static_cast<std::uint8_t>(0x10U | static_cast<unsigned>(std::countr_zero(width))));
+            appendBigEndian(out, static_cast<std::uint64_t>(number), width);
+        } else if (value.isReal()) {
+            out.push_back(0x23);
+            appendBigEndian(out, std::bit_cast<std::uint64_t>(value.doubleValue()), 8);
+        } else if (const auto* date = std::get_if<Date>(&value.storage())) {
+            const double since = date->timeIntervalSince1970() - kPlistEpochOffset;
+            if (!dateIsRepresentable(since)) {
+                return false;
+            }
+            out.push_back(0x33);
+            appendBigEndian(out, std::bit_cast<std::uint64_t>(since), 8);
+        } else if (const auto* data = value.data()) {
+            appendMarker(out, 0x4, data->length());
+            out.insert(out.end(), data->span().begin(), data->span().end());
+        } else if (value.isArray()) {
+            appendMarker(out, 0xA, object.references.size());
+            for (const auto reference : object.references) {
+                appendBigEndian(out, reference, refWidth);
+            }
+        } else if (value.isDictionary()) {
+            appendMarker(out, 0xD, object.references.size() / 2);
+            for (const auto reference : object.references) {
+                appendBigEndian(out, reference, refWidth);
+            }
+        }
+        return true;
+    }
+
+    std::vector<Object> objects_;
+    std::unordered_map<std::string_view, std::uint64_t> strings_;
+    std::unordered_map<const void*, std::uint64_t> containers_;
+};
+
+// Objects the XML form of a value may hold.
+constexpr std::uint64_t kMaxXMLObjects = std::uint64_t { 1 } << 20U;
+
+// How many objects the XML form of `value` holds, counting each shared
+// container once per reference; it stops growing past kMaxXMLObjects.
+std::uint64_t expandedObjectCount(const Value& value, std::unordered_map<const void*, std::uint64_t>& counted)
+{
+    const void* container = nullptr;
+    if (const auto& array = value.array()) {
+        container = array.get();
+    } else if (const auto& dictionary = value.dictionary()) {
+        container = dictionary.get();
+    } else {
+        return 1;
+    }
+    if (const auto found = counted.find(container); found != counted.end()) {
+        return found->second;
+    }
+    std::uint64_t count = 1;
+    if (const auto& array = value.array()) {
+        for (const auto& element : *array) {
+            count = std::min(count + expandedObjectCount(element, counted), kMaxXMLObjects + 1);
+        }
+    } else {
+        for (const auto& [key, element] : *value.dictionary()) {
+            count = std::min(count + 1 + expandedObjectCount(element, counted), kMaxXMLObjects + 1);
+        }
+    }
+    counted.emplace(container, count);
+    return count;
+}
+
 // The deepest nesting of arrays and dictionaries in an XML property list,
 // counted from its tags alone (anything that looks like an opening tag counts,
 // closed or not), stopping once it exceeds kMaxDepth. The XML reader and the
@@ -523,26 +806,28 @@ std::optional<Value> PropertyList::valueFromData(const Data& data)
 
 std::optional<Data> PropertyList::dataFromValue(const Value& value, Format format)
 {
+    if (format == Format::Binary) {
+        return BinaryWriter().write(value);
+    }
+    // The XML form has no references: a container shared many times over is
+    // written out each time, which a value read from a small hostile file can
+    // make astronomically large.
+    std::unordered_map<const void*, std::uint64_t> counted;
+    if (expandedObjectCount(value, counted) > kMaxXMLObjects) {
+        return std::nullopt;
+    }
     const PlistPtr root(toPlist(value));
     if (!root) {
         return std::nullopt;
     }
     char* bytes = nullptr;
     std::uint32_t length = 0;
-    if (format == Format::XML) {
-        plist_to_xml(root.get(), &bytes, &length);
-    } else {
-        plist_to_bin(root.get(), &bytes, &length);
-    }
+    plist_to_xml(root.get(), &bytes, &length);
     if (bytes == nullptr) {
         return std::nullopt;
     }
     Data data(bytes, length);
-    if (format == Format::XML) {
-        plist_to_xml_free(bytes);
-    } else {
-        plist_to_bin_free(bytes);
-    }
+    plist_to_xml_free(bytes);
     return data;
 }
 

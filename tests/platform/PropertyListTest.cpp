@@ -102,6 +102,12 @@ TEST(PropertyList, ReadsSharedObjectsOnceAndKeepsThemShared)
             EXPECT_EQ((*level)[0], Value(7));
         }
     }
+    // Written back, the binary form keeps the sharing; the XML form, which
+    // cannot, refuses rather than expanding it.
+    const auto binary = PropertyList::dataFromValue(*value, PropertyList::Format::Binary);
+    ASSERT_TRUE(binary);
+    EXPECT_LT(binary->length(), 1024U);
+    EXPECT_EQ(PropertyList::dataFromValue(*value, PropertyList::Format::XML), std::nullopt);
 }
 
 TEST(PropertyList, RefusesNestingBeyondTheLimitInBothForms)
