@@ -1,5 +1,8 @@
 #include "platform/PropertyList.h"
 
+#include <algorithm>
+#include <bit>
+#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +12,8 @@
 #include <memory>
 #include <plist/plist.h>
 #include <span>
+#include <unordered_map>
+#include <vector>
 
 namespace lumora::platform {
 
@@ -16,6 +21,18 @@ namespace {
 
 // Seconds between 1970-01-01 and 2001-01-01, the epoch of property-list dates.
 constexpr double kPlistEpochOffset = 978307200.0;
+
+// Containers nested deeper than this are refused: real property lists stay
+// far below it, and every reader of the result may walk it recursively.
+constexpr int kMaxDepth = 512;
+
+// Dates are kept to the whole seconds since 2001 that the writer can express.
+bool dateIsRepresentable(double sinceReferenceDate)
+{
+    return std::isfinite(sinceReferenceDate)
+        && sinceReferenceDate >= static_cast<double>(std::numeric_limits<std::int32_t>::min())
+        && sinceReferenceDate < static_cast<double>(std::numeric_limits<std::int32_t>::max()) + 1.0;
+}
 
 struct PlistDeleter {
     void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
@@ -25,7 +42,7 @@ using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 Value toValue(plist_t node, int depth)
 {
     // Nesting this deep only comes from a hostile or broken file.
-    if (node == nullptr || depth > 512) {
+    if (node == nullptr || depth > kMaxDepth) {
         return {};
     }
     switch (plist_get_node_type(node)) {
@@ -113,6 +130,9 @@ plist_t toPlist(const Value& value)
         plist_t operator()(const Date& date) const
         {
             const double since = date.timeIntervalSince1970() - kPlistEpochOffset;
+            if (!dateIsRepresentable(since)) {
+                return nullptr;
+            }
             const double whole = std::floor(since);
             return plist_new_date(static_cast<std::int32_t>(whole), static_cast<std::int32_t>((since - whole) * 1e6));
         }
@@ -149,64 +169,588 @@ plist_t toPlist(const Value& value)
     return std::visit(Convert {}, value.storage());
 }
 
-std::uint64_t readBigEndian(std::span<const std::uint8_t> bytes, std::size_t at, std::size_t width)
+void appendUTF8(std::string& out, std::uint32_t code)
 {
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < width; ++i) {
-        value = (value << 8U) | bytes[at + i];
+    if (code < 0x80) {
+        out.push_back(static_cast<char>(code));
+    } else if (code < 0x800) {
+        out.push_back(static_cast<char>(0xC0U | (code >> 6U)));
+        out.push_back(static_cast<char>(0x80U | (code & 0x3FU)));
+    } else if (code < 0x10000) {
+        out.push_back(static_cast<char>(0xE0U | (code >> 12U)));
+        out.push_back(static_cast<char>(0x80U | ((code >> 6U) & 0x3FU)));
+        out.push_back(static_cast<char>(0x80U | (code & 0x3FU)));
+    } else {
+        out.push_back(static_cast<char>(0xF0U | (code >> 18U)));
+        out.push_back(static_cast<char>(0x80U | ((code >> 12U) & 0x3FU)));
+        out.push_back(static_cast<char>(0x80U | ((code >> 6U) & 0x3FU)));
+        out.push_back(static_cast<char>(0x80U | (code & 0x3FU)));
     }
-    return value;
 }
 
-// Whether every string object of a binary property list is free of NUL
-// characters. The reader aborts the process on a dictionary key with a NUL
-// inside, so such files are refused before they reach it. Anything this scan
-// cannot make sense of is left for the reader to refuse.
-bool binaryStringsAreFreeOfNul(std::span<const std::uint8_t> bytes)
+// Reads the binary form. Every object is decoded once and shared by all the
+// containers that refer to it, so a file whose objects refer to one another
+// many times over costs no more than its size; a reference back to a
+// container still being read, a reference or offset outside the file, and
+// nesting deeper than kMaxDepth make the whole file unreadable.
+class BinaryReader {
+public:
+    explicit BinaryReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) { }
+
+    std::optional<Value> read()
+    {
+        constexpr std::size_t kHeader = 8;
+        constexpr std::size_t kTrailer = 32;
+        if (bytes_.size() < kHeader + kTrailer) {
+            return std::nullopt;
+        }
+        end_ = bytes_.size() - kTrailer;
+        offsetWidth_ = bytes_[end_ + 6];
+        refWidth_ = bytes_[end_ + 7];
+        const std::uint64_t count = readBigEndian(end_ + 8, 8);
+        const std::uint64_t top = readBigEndian(end_ + 16, 8);
+        const std::uint64_t table = readBigEndian(end_ + 24, 8);
+        if (offsetWidth_ == 0 || offsetWidth_ > 8 || refWidth_ == 0 || refWidth_ > 8 || table < kHeader || table >= end_
+            || count == 0 || count > (end_ - table) / offsetWidth_ || top >= count) {
+            return std::nullopt;
+        }
+        table_ = table;
+        objects_.assign(count, Slot {});
+        auto value = object(top, 0);
+        if (failed_) {
+            return std::nullopt;
+        }
+        return value;
+    }
+
+private:
+    enum class State : std::uint8_t { Unread, Reading, Read };
+    struct Slot {
+        State state = State::Unread;
+        Value value;
+    };
+
+    std::uint64_t readBigEndian(std::size_t at, std::size_t width) const
+    {
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < width; ++i) {
+            value = (value << 8U) | bytes_[at + i];
+        }
+        return value;
+    }
+
+    Value fail()
+    {
+        failed_ = true;
+        return {};
+    }
+
+    // The object count and the position after it, for markers whose low four
+    // bits are a count (0xF: an integer object with the count follows).
+    bool countAt(std::size_t& position, std::uint64_t& count)
+    {
+        count = bytes_[position] & 0xFU;
+        ++position;
+        if (count != 0xF) {
+            return true;
+        }
+        if (position >= end_ || (bytes_[position] >> 4U) != 0x1) {
+            return false;
+        }
+        const std::size_t width = std::size_t { 1 } << (bytes_[position] & 0xFU);
+        if (width > 8 || width > end_ - position - 1) {
+            return false;
+        }
+        count = readBigEndian(position + 1, width);
+        position += 1 + width;
+        return true;
+    }
+
+    Value object(std::uint64_t index, int depth)
+    {
+        if (failed_ || index >= objects_.size()) {
+            return fail();
+        }
+        Slot& slot = objects_[index];
+        if (slot.state == State::Read) {
+            return slot.value;
+        }
+        if (slot.state == State::Reading || depth > kMaxDepth) {
+            return fail();
+        }
+        const std::uint64_t offset = readBigEndian(table_ + index * offsetWidth_, offsetWidth_);
+        if (offset < 8 || offset >= end_) {
+            return fail();
+        }
+        slot.state = State::Reading;
+        Value value = parse(static_cast<std::size_t>(offset), depth);
+        // The slot is looked up again: nothing resizes the table while reading.
+        objects_[index].value = value;
+        objects_[index].state = State::Read;
+        return value;
+    }
+
+    Value parse(std::size_t position, int depth)
+    {
+        const std::uint8_t marker = bytes_[position];
+        const std::size_t low = marker & 0xFU;
+        switch (marker >> 4U) {
+        case 0x0:
+            if (marker == 0x08 || marker == 0x09) {
+                return Value(marker == 0x09);
+            }
+            return fail();
+        case 0x1: {
+            const std::size_t width = std::size_t { 1 } << low;
+            if (low > 4 || width > end_ - position - 1) {
+                return fail();
+            }
+            // Sixteen-byte integers keep their low 64 bits.
+            const std::size_t skip = width > 8 ? width - 8 : 0;
+            return Value(static_cast<std::int64_t>(readBigEndian(position + 1 + skip, width - skip)));
+        }
+        case 0x2: {
+            if ((low != 2 && low != 3) || (std::size_t { 1 } << low) > end_ - position - 1) {
+                return fail();
+            }
+            if (low == 2) {
+                const auto bits = static_cast<std::uint32_t>(readBigEndian(position + 1, 4));
+                return Value(static_cast<double>(std::bit_cast<float>(bits)));
+            }
+            return Value(std::bit_cast<double>(readBigEndian(position + 1, 8)));
+        }
+        case 0x3: {
+            if (marker != 0x33 || end_ - position - 1 < 8) {
+                return fail();
+            }
+            const auto since = std::bit_cast<double>(readBigEndian(position + 1, 8));
+            if (!dateIsRepresentable(since)) {
+                return fail();
+            }
+            return Value(Date::dateWithTimeIntervalSince1970(kPlistEpochOffset + since));
+        }
+        case 0x4: {
+            std::uint64_t length = 0;
+            if (!countAt(position, length) || length > end_ - position) {
+                return fail();
+            }
+            return Value(Data(bytes_.data() + position, static_cast<std::size_t>(length)));
+        }
+        case 0x5: {
+            std::uint64_t length = 0;
+            if (!countAt(position, length) || length > end_ - position) {
+                return fail();
+            }
+            const auto* text = reinterpret_cast<const char*>(bytes_.data() + position); // NOLINT
+            std::string string(text, static_cast<std::size_t>(length));
+            if (string.find('\0') != std::string::npos) {
+                return fail();
+            }
+            return Value(std::move(string));
+        }
+        case 0x6:
+            return utf16String(position);
+        case 0x8: {
+            if (low + 1 > end_ - position - 1 || low >= 8) {
+                return fail();
+            }
+            return PropertyList::uidValue(readBigEndian(position + 1, low + 1));
+        }
+        case 0xA:
+            return array(position, depth);
+        case 0xD:
+            return dictionary(position, depth);
+        default:
+            return fail();
+        }
+    }
+
+    Value utf16String(std::size_t position)
+    {
+        std::uint64_t units = 0;
+        if (!countAt(position, units) || units > (end_ - position) / 2) {
+            return fail();
+        }
+        std::string string;
+        string.reserve(static_cast<std::size_t>(units));
+        for (std::uint64_t i = 0; i < units; ++i) {
+            std::uint32_t code = readBigEndian(position + (2 * i), 2);
+            if (code == 0) {
+                return fail();
+            }
+            if (code >= 0xD800 && code < 0xDC00 && i + 1 < units) {
+                const auto next = static_cast<std::uint32_t>(readBigEndian(position + (2 * (i + 1)), 2));
+                if (next >= 0xDC00 && next < 0xE000) {
+                    code = 0x10000 + ((code - 0xD800) << 10U) + (next - 0xDC00);
+                    ++i;
+                }
+            }
+            if (code >= 0xD800 && code < 0xE000) {
+                code = 0xFFFD; // an unpaired surrogate
+            }
+            appendUTF8(string, code);
+        }
+        return Value(std::move(string));
+    }
+
+    // The references of a container at `position`: `groups` runs of `count`.
+    bool references(std::size_t& position, std::uint64_t& count, std::uint64_t groups)
+    {
+        return countAt(position, count) && count <= (end_ - position) / refWidth_ / groups;
+    }
+
+    Value array(std::size_t position, int depth)
+    {
+        std::uint64_t count = 0;
+        if (!references(position, count, 1)) {
+            return fail();
+        }
+        auto array = std::make_shared<Array>();
+        array->reserve(static_cast<std::size_t>(count));
+        for (std::uint64_t i = 0; i < count && !failed_; ++i) {
+            array->push_back(object(readBigEndian(position + (i * refWidth_), refWidth_), depth + 1));
+        }
+        return failed_ ? Value() : Value(std::move(array));
+    }
+
+    Value dictionary(std::size_t position, int depth)
+    {
+        std::uint64_t count = 0;
+        if (!references(position, count, 2)) {
+            return fail();
+        }
+        auto dictionary = std::make_shared<Dictionary>();
+        for (std::uint64_t i = 0; i < count && !failed_; ++i) {
+            const Value key = object(readBigEndian(position + (i * refWidth_), refWidth_), depth + 1);
+            const std::string* text = key.string();
+            if (text == nullptr) {
+                return fail();
+            }
+            Value element = object(readBigEndian(position + ((count + i) * refWidth_), refWidth_), depth + 1);
+            dictionary->insert_or_assign(*text, std::move(element));
+        }
+        return failed_ ? Value() : Value(std::move(dictionary));
+    }
+
+    std::span<const std::uint8_t> bytes_;
+    std::size_t end_ = 0;
+    std::size_t table_ = 0;
+    std::size_t offsetWidth_ = 0;
+    std::size_t refWidth_ = 0;
+    std::vector<Slot> objects_;
+    bool failed_ = false;
+};
+
+std::size_t widthFor(std::uint64_t largest)
 {
-    constexpr std::size_t kHeader = 8;
-    constexpr std::size_t kTrailer = 32;
-    if (bytes.size() < kHeader + kTrailer || std::memcmp(bytes.data(), "bplist00", kHeader) != 0) {
-        return true;
+    if (largest <= 0xFFU) {
+        return 1;
     }
-    const std::size_t trailer = bytes.size() - kTrailer;
-    const std::size_t offsetWidth = bytes[trailer + 6];
-    const std::uint64_t count = readBigEndian(bytes, trailer + 8, 8);
-    const std::uint64_t table = readBigEndian(bytes, trailer + 24, 8);
-    if (offsetWidth == 0 || offsetWidth > 8 || table >= trailer || count > (trailer - table) / offsetWidth) {
-        return true;
+    if (largest <= 0xFFFFU) {
+        return 2;
     }
-    for (std::uint64_t i = 0; i < count; ++i) {
-        const std::uint64_t offset = readBigEndian(bytes, table + i * offsetWidth, offsetWidth);
-        if (offset >= trailer) {
-            continue;
+    return largest <= 0xFFFFFFFFU ? 4 : 8;
+}
+
+void appendBigEndian(std::vector<std::uint8_t>& out, std::uint64_t value, std::size_t width)
+{
+    for (std::size_t i = width; i > 0; --i) {
+        out.push_back(static_cast<std::uint8_t>(value >> (8 * (i - 1))));
+    }
+}
+
+// Appends a marker with a count: in its low four bits when below 15,
+// otherwise as an integer object after it.
+void appendMarker(std::vector<std::uint8_t>& out, std::uint8_t kind, std::uint64_t count)
+{
+    if (count < 0xF) {
+        out.push_back(static_cast<std::uint8_t>((kind << 4U) | count));
+        return;
+    }
+    out.push_back(static_cast<std::uint8_t>((kind << 4U) | 0xFU));
+    const std::size_t width = widthFor(count);
+    out.push_back(static_cast<std::uint8_t>(0x10U | static_cast<unsigned>(std::countr_zero(width))));
+    appendBigEndian(out, count, width);
+}
+
+// The next code point of UTF-8 `text` at `at` (advanced past it); malformed
+// bytes read as U+FFFD one at a time.
+std::uint32_t nextCodePoint(std::string_view text, std::size_t& at)
+{
+    const auto lead = static_cast<std::uint8_t>(text[at++]);
+    std::size_t extra = 0;
+    std::uint32_t code = 0;
+    if (lead < 0x80) {
+        return lead;
+    }
+    if ((lead & 0xE0U) == 0xC0U) {
+        extra = 1;
+        code = lead & 0x1FU;
+    } else if ((lead & 0xF0U) == 0xE0U) {
+        extra = 2;
+        code = lead & 0x0FU;
+    } else if ((lead & 0xF8U) == 0xF0U) {
+        extra = 3;
+        code = lead & 0x07U;
+    } else {
+        return 0xFFFD;
+    }
+    if (text.size() - at < extra) {
+        return 0xFFFD;
+    }
+    for (std::size_t i = 0; i < extra; ++i) {
+        const auto next = static_cast<std::uint8_t>(text[at + i]);
+        if ((next & 0xC0U) != 0x80U) {
+            return 0xFFFD;
         }
-        const unsigned kind = bytes[offset] >> 4U;
-        if (kind != 0x5 && kind != 0x6) { // ASCII and UTF-16 strings
-            continue;
+        code = (code << 6U) | (next & 0x3FU);
+    }
+    at += extra;
+    return code > 0x10FFFF || (code >= 0xD800 && code < 0xE000) ? 0xFFFD : code;
+}
+
+// Writes the binary form. Equal strings are written once, and a container
+// shared by several others (the same array or dictionary, by identity) is
+// written once and referred to from each.
+class BinaryWriter {
+public:
+    std::optional<Data> write(const Value& root)
+    {
+        if (!add(root)) {
+            return std::nullopt;
         }
-        std::uint64_t length = bytes[offset] & 0xFU;
-        std::uint64_t position = offset + 1;
-        if (length == 0xF) {
-            if (position >= trailer || (bytes[position] >> 4U) != 0x1) {
-                continue;
+        const std::size_t refWidth = widthFor(objects_.size() - 1);
+        std::vector<std::uint8_t> out { 'b', 'p', 'l', 'i', 's', 't', '0', '0' };
+        std::vector<std::uint64_t> offsets;
+        offsets.reserve(objects_.size());
+        for (const auto& object : objects_) {
+            offsets.push_back(out.size());
+            if (!encode(out, object, refWidth)) {
+                return std::nullopt;
             }
-            const std::size_t width = std::size_t { 1 } << (bytes[position] & 0xFU);
-            if (width > 8 || position + 1 + width > trailer) {
-                continue;
+        }
+        const std::uint64_t table = out.size();
+        const std::size_t offsetWidth = widthFor(table);
+        for (const auto offset : offsets) {
+            appendBigEndian(out, offset, offsetWidth);
+        }
+        out.insert(out.end(), 6, 0);
+        out.push_back(static_cast<std::uint8_t>(offsetWidth));
+        out.push_back(static_cast<std::uint8_t>(refWidth));
+        appendBigEndian(out, objects_.size(), 8);
+        appendBigEndian(out, 0, 8);
+        appendBigEndian(out, table, 8);
+        return Data(std::move(out));
+    }
+
+private:
+    struct Object {
+        const Value* value = nullptr; // null for a dictionary key
+        std::string_view key;
+        std::optional<std::uint64_t> uid;
+        std::vector<std::uint64_t> references;
+    };
+
+    std::optional<std::uint64_t> addString(std::string_view text, const Value* value)
+    {
+        if (const auto found = strings_.find(text); found != strings_.end()) {
+            return found->second;
+        }
+        const std::uint64_t index = objects_.size();
+        objects_.push_back(Object { value, text, std::nullopt, {} });
+        strings_.emplace(text, index);
+        return index;
+    }
+
+    std::optional<std::uint64_t> add(const Value& value)
+    {
+        if (const auto* text = value.string()) {
+            return addString(*text, &value);
+        }
+        const void* container = nullptr;
+        if (const auto& array = value.array()) {
+            container = array.get();
+        } else if (const auto& dictionary = value.dictionary()) {
+            container = dictionary.get();
+        }
+        if (container != nullptr) {
+            if (const auto found = containers_.find(container); found != containers_.end()) {
+                return found->second;
             }
-            length = readBigEndian(bytes, position + 1, width);
-            position += 1 + width;
         }
-        const std::size_t unit = kind == 0x5 ? 1 : 2;
-        if (length > (trailer - position) / unit) {
-            continue;
+        const std::uint64_t index = objects_.size();
+        objects_.push_back(Object { &value, {}, std::nullopt, {} });
+        std::vector<std::uint64_t> references;
+        if (const auto& array = value.array()) {
+            references.reserve(array->size());
+            for (const auto& element : *array) {
+                const auto reference = add(element);
+                if (!reference) {
+                    return std::nullopt;
+                }
+                references.push_back(*reference);
+            }
+        } else if (const auto& dictionary = value.dictionary()) {
+            if (const auto uid = PropertyList::uidFromValue(value)) {
+                objects_[index].uid = uid;
+            } else {
+                references.reserve(2 * dictionary->size());
+                for (const auto& [key, element] : *dictionary) {
+                    references.push_back(*addString(key, nullptr));
+                }
+                for (const auto& [key, element] : *dictionary) {
+                    const auto reference = add(element);
+                    if (!reference) {
+                        return std::nullopt;
+                    }
+                    references.push_back(*reference);
+                }
+            }
+        } else if (value.isNull() || value.isURL() || value.isObject()) {
+            return std::nullopt;
         }
-        for (std::uint64_t c = 0; c < length; ++c) {
-            const std::size_t at = position + c * unit;
-            if (bytes[at] == 0 && (unit == 1 || bytes[at + 1] == 0)) {
+        objects_[index].references = std::move(references);
+        if (container != nullptr) {
+            containers_.emplace(container, index);
+        }
+        return index;
+    }
+
+    static void encodeString(std::vector<std::uint8_t>& out, std::string_view text)
+    {
+        const bool ascii = std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
+        if (ascii) {
+            appendMarker(out, 0x5, text.size());
+            out.insert(out.end(), text.begin(), text.end());
+            return;
+        }
+        std::vector<std::uint16_t> units;
+        for (std::size_t at = 0; at < text.size();) {
+            const std::uint32_t code = nextCodePoint(text, at);
+            if (code >= 0x10000) {
+                units.push_back(static_cast<std::uint16_t>(0xD800 + ((code - 0x10000) >> 10U)));
+                units.push_back(static_cast<std::uint16_t>(0xDC00 + ((code - 0x10000) & 0x3FFU)));
+            } else {
+                units.push_back(static_cast<std::uint16_t>(code));
+            }
+        }
+        appendMarker(out, 0x6, units.size());
+        for (const auto unit : units) {
+            appendBigEndian(out, unit, 2);
+        }
+    }
+
+    static bool encode(std::vector<std::uint8_t>& out, const Object& object, std::size_t refWidth)
+    {
+        if (object.value == nullptr || object.value->isString()) {
+            encodeString(out, object.key);
+            return true;
+        }
+        const Value& value = *object.value;
+        if (object.uid) {
+            const std::size_t width = widthFor(*object.uid);
+            out.push_back(static_cast<std::uint8_t>(0x80U | (width - 1)));
+            appendBigEndian(out, *object.uid, width);
+        } else if (value.isBool()) {
+            out.push_back(value.boolValue() ? 0x09 : 0x08);
+        } else if (value.isInteger()) {
+            const std::int64_t number = value.int64Value();
+            const std::size_t width = number < 0 ? 8 : widthFor(static_cast<std::uint64_t>(number));
+            out.push_back(static_cast<std::uint8_t>(0x10U | static_cast<unsigned>(std::countr_zero(width))));
+            appendBigEndian(out, static_cast<std::uint64_t>(number), width);
+        } else if (value.isReal()) {
+            out.push_back(0x23);
+            appendBigEndian(out, std::bit_cast<std::uint64_t>(value.doubleValue()), 8);
+        } else if (const auto* date = std::get_if<Date>(&value.storage())) {
+            const double since = date->timeIntervalSince1970() - kPlistEpochOffset;
+            if (!dateIsRepresentable(since)) {
                 return false;
             }
+            out.push_back(0x33);
+            appendBigEndian(out, std::bit_cast<std::uint64_t>(since), 8);
+        } else if (const auto* data = value.data()) {
+            appendMarker(out, 0x4, data->length());
+            out.insert(out.end(), data->span().begin(), data->span().end());
+        } else if (value.isArray()) {
+            appendMarker(out, 0xA, object.references.size());
+            for (const auto reference : object.references) {
+                appendBigEndian(out, reference, refWidth);
+            }
+        } else if (value.isDictionary()) {
+            appendMarker(out, 0xD, object.references.size() / 2);
+            for (const auto reference : object.references) {
+                appendBigEndian(out, reference, refWidth);
+            }
+        }
+        return true;
+    }
+
+    std::vector<Object> objects_;
+    std::unordered_map<std::string_view, std::uint64_t> strings_;
+    std::unordered_map<const void*, std::uint64_t> containers_;
+};
+
+// Objects the XML form of a value may hold.
+constexpr std::uint64_t kMaxXMLObjects = std::uint64_t { 1 } << 20U;
+
+// How many objects the XML form of `value` holds, counting each shared
+// container once per reference; it stops growing past kMaxXMLObjects.
+std::uint64_t expandedObjectCount(const Value& value, std::unordered_map<const void*, std::uint64_t>& counted)
+{
+    const void* container = nullptr;
+    if (const auto& array = value.array()) {
+        container = array.get();
+    } else if (const auto& dictionary = value.dictionary()) {
+        container = dictionary.get();
+    } else {
+        return 1;
+    }
+    if (const auto found = counted.find(container); found != counted.end()) {
+        return found->second;
+    }
+    std::uint64_t count = 1;
+    if (const auto& array = value.array()) {
+        for (const auto& element : *array) {
+            count = std::min(count + expandedObjectCount(element, counted), kMaxXMLObjects + 1);
+        }
+    } else {
+        for (const auto& [key, element] : *value.dictionary()) {
+            count = std::min(count + 1 + expandedObjectCount(element, counted), kMaxXMLObjects + 1);
+        }
+    }
+    counted.emplace(container, count);
+    return count;
+}
+
+// The deepest nesting of arrays and dictionaries in an XML property list,
+// counted from its tags alone (anything that looks like an opening tag counts,
+// closed or not), stopping once it exceeds kMaxDepth. The XML reader and the
+// release of what it builds both recurse, so deeper files never reach them.
+bool xmlNestingIsShallow(std::span<const std::uint8_t> bytes)
+{
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size()); // NOLINT
+    int depth = 0;
+    for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at + 1)) {
+        const std::string_view tag = text.substr(at + 1);
+        const bool closing = tag.starts_with('/');
+        const std::string_view name = closing ? tag.substr(1) : tag;
+        std::size_t nameLength = 0;
+        if (name.starts_with("array")) {
+            nameLength = 5;
+        } else if (name.starts_with("dict")) {
+            nameLength = 4;
+        } else {
+            continue;
+        }
+        if (name.size() > nameLength && (std::isalnum(static_cast<unsigned char>(name[nameLength])) != 0)) {
+            continue;
+        }
+        const std::size_t close = name.find('>');
+        const bool empty = close != std::string_view::npos && close > 0 && name[close - 1] == '/';
+        if (closing) {
+            depth = std::max(depth - 1, 0);
+        } else if (!empty && ++depth > kMaxDepth) {
+            return false;
         }
     }
     return true;
@@ -237,13 +781,21 @@ std::optional<std::uint64_t> PropertyList::uidFromValue(const Value& value)
 
 std::optional<Value> PropertyList::valueFromData(const Data& data)
 {
-    if (data.empty() || data.length() > std::numeric_limits<std::uint32_t>::max()
-        || !binaryStringsAreFreeOfNul(data.span())) {
+    if (data.empty() || data.length() > std::numeric_limits<std::uint32_t>::max()) {
+        return std::nullopt;
+    }
+    constexpr std::string_view kBinaryMagic = "bplist";
+    const std::string_view start(
+        reinterpret_cast<const char*>(data.bytes()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+        std::min(data.length(), kBinaryMagic.size()));
+    if (start == kBinaryMagic) {
+        return BinaryReader(data.span()).read();
+    }
+    if (!xmlNestingIsShallow(data.span())) {
         return std::nullopt;
     }
     plist_t root = nullptr;
-    plist_from_memory(
-        reinterpret_cast<const char*>(data.bytes()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+    plist_from_xml(reinterpret_cast<const char*>(data.bytes()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
         static_cast<std::uint32_t>(data.length()), &root);
     if (root == nullptr) {
         return std::nullopt;
@@ -254,26 +806,28 @@ std::optional<Value> PropertyList::valueFromData(const Data& data)
 
 std::optional<Data> PropertyList::dataFromValue(const Value& value, Format format)
 {
+    if (format == Format::Binary) {
+        return BinaryWriter().write(value);
+    }
+    // The XML form has no references: a container shared many times over is
+    // written out each time, which a value read from a small hostile file can
+    // make astronomically large.
+    std::unordered_map<const void*, std::uint64_t> counted;
+    if (expandedObjectCount(value, counted) > kMaxXMLObjects) {
+        return std::nullopt;
+    }
     const PlistPtr root(toPlist(value));
     if (!root) {
         return std::nullopt;
     }
     char* bytes = nullptr;
     std::uint32_t length = 0;
-    if (format == Format::XML) {
-        plist_to_xml(root.get(), &bytes, &length);
-    } else {
-        plist_to_bin(root.get(), &bytes, &length);
-    }
+    plist_to_xml(root.get(), &bytes, &length);
     if (bytes == nullptr) {
         return std::nullopt;
     }
     Data data(bytes, length);
-    if (format == Format::XML) {
-        plist_to_xml_free(bytes);
-    } else {
-        plist_to_bin_free(bytes);
-    }
+    plist_to_xml_free(bytes);
     return data;
 }
 

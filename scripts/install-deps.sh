@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config ccache
   clang-format clang-tidy
+  clang-16 libclang-rt-16-dev
   libboost-dev
   libplist-dev
   libicu-dev

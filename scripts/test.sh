@@ -46,4 +46,8 @@ for bench in build/bench/lumora_bench_*; do
   [ -x "$bench" ] || continue
   "$bench" --benchmark_min_time=0.01 > /dev/null
 done
-echo "All tests passed (ordinary and sanitizer builds)."
+# Fuzz smoke run: a clang-16 build of the fuzz targets alone (build-fuzz/), every
+# kept regression input replayed, then each target fuzzed for a few seconds.
+bash scripts/fuzz.sh --smoke 10
+
+echo "All tests passed (ordinary and sanitizer builds, fuzz smoke run)."

@@ -21,6 +21,51 @@ bool LMBroadcastHandler::_acceptRequestWithExtensionContext(const std::shared_pt
     return true;
 }
 
+bool LMBroadcastHandler::_loadInputItemsWithExtensionContext_itemLoaded_allCounted(
+    const std::shared_ptr<platform::ExtensionContext>& context, ItemLoadHandler itemLoaded,
+    std::function<void()> allCounted)
+{
+    if (!_acceptRequestWithExtensionContext(context)) {
+        return false;
+    }
+    // The count and total of one request, shared by its load callbacks until
+    // the last one has run. Load callbacks run concurrently on platform
+    // threads: the atomic increment takes no lock and does not depend on the
+    // order in which they arrive.
+    struct Progress {
+        Progress(std::uint64_t itemCount, ItemLoadHandler loaded, std::function<void()> counted)
+            : total(itemCount), itemLoaded(std::move(loaded)), allCounted(std::move(counted))
+        { }
+        std::atomic<std::uint64_t> callbacks { 0 };
+        const std::uint64_t total;
+        const ItemLoadHandler itemLoaded;
+        const std::function<void()> allCounted;
+    };
+    const auto& inputItems = context->inputItems();
+    auto progress = std::make_shared<Progress>(inputItems.size(), std::move(itemLoaded), std::move(allCounted));
+    const std::string dataType(platform::TypeIdentifier::Data);
+    for (std::size_t index = 0; index < inputItems.size(); ++index) {
+        const auto& item = inputItems[index];
+        // The platform promises an attachment per item; a host that breaks
+        // the promise gets its item skipped rather than a crash. Like an item
+        // without data, it is never counted.
+        const auto attachment = _dataAttachmentOfItem(item);
+        if (!attachment) {
+            continue;
+        }
+        attachment->loadItemForTypeIdentifier_options_completionHandler(
+            dataType, nullptr, [progress, item, index](const platform::Value& value, const platform::ErrorRef& error) {
+                if (!progress->itemLoaded(index, item, value, error)) {
+                    return;
+                }
+                if (progress->callbacks.fetch_add(1, std::memory_order_acq_rel) + 1 == progress->total) {
+                    progress->allCounted();
+                }
+            });
+    }
+    return true;
+}
+
 std::shared_ptr<platform::ItemProvider> LMBroadcastHandler::_dataAttachmentOfItem(
     const platform::ExtensionItemRef& item)
 {

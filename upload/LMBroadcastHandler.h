@@ -7,6 +7,8 @@
 #include "platform/Value.h"
 
 #include <atomic>
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -59,6 +61,24 @@ public:
     void _completeRequestWithReturnItems(platform::ExtensionItems items);
 
 protected:
+    /// Told of one item's load, on the platform thread of its load callback:
+    /// the item's index among the input items, the item, and the loaded value
+    /// or the error. Answers whether the load counts toward completion.
+    using ItemLoadHandler = std::function<bool(std::size_t index, const platform::ExtensionItemRef& item,
+        const platform::Value& value, const platform::ErrorRef& error)>;
+
+    /// The request loop both handler kinds share: accepts `context` (see
+    /// `_acceptRequestWithExtensionContext`), asks every input item whose first
+    /// attachment holds data to load it, tells `itemLoaded` of each load as it
+    /// arrives, and calls `allCounted` on the thread of the load that makes the
+    /// count reach the number of input items. Items that are skipped, and loads
+    /// that `itemLoaded` does not count, keep the count below that number, so
+    /// such a request never reaches `allCounted`. Both functions are held until
+    /// the last load callback has run. False when the request was not accepted.
+    bool _loadInputItemsWithExtensionContext_itemLoaded_allCounted(
+        const std::shared_ptr<platform::ExtensionContext>& context, ItemLoadHandler itemLoaded,
+        std::function<void()> allCounted);
+
     /// Stores `context` as the request being served. The load callbacks of
     /// the handler kinds keep the handler alive, so a handler that no
     /// `shared_ptr` owns (or a request without a context) cannot be served:
@@ -79,7 +99,8 @@ protected:
 private:
     // The extension may publish service info from any thread while a load
     // callback completes the request; an atomic reference keeps the hand-over
-    // (and "returned once") safe without a lock of the framework's own.
+    // (and "returned once") free of data races. It is not lock-free: the
+    // standard library guards it with a small lock of its own.
     std::atomic<platform::DictionaryRef> serviceInfo_;
     std::shared_ptr<platform::ExtensionContext> extensionContext_;
 };

@@ -21,17 +21,15 @@ enum class ClipValue : std::uint8_t { None, URL, UserInfo, RequestedFinish, Sand
 
 // The values of one request, shared by its load callbacks until the last one
 // has run. Each callback fills the slot of its own item, and the callback that
-// counts last reads them all: the atomic counter orders the writes before the
-// read, and two items with the same title cannot write the same memory.
+// counts last reads them all: the request's atomic counter orders the writes
+// before the read, and two items with the same title cannot write the same memory.
 struct ClipRequest {
-    explicit ClipRequest(std::size_t itemCount) : total(itemCount), slots(itemCount) { }
+    explicit ClipRequest(std::size_t itemCount) : slots(itemCount) { }
 
     struct Slot {
         ClipValue kind = ClipValue::None;
         Value value;
     };
-    std::atomic<std::uint64_t> callbacks { 0 };
-    const std::uint64_t total;
     std::vector<Slot> slots;
 };
 
@@ -73,66 +71,57 @@ void LMBroadcastMP4ClipHandler::beginRequestWithExtensionContext(
     const std::shared_ptr<platform::ExtensionContext>& context)
 {
     Log::ordinary("beginRequestWithExtensionContext");
-    if (!_acceptRequestWithExtensionContext(context)) {
-        return;
-    }
     auto self = sharedFrom(this);
-    const std::string dataType(platform::TypeIdentifier::Data);
-    const auto& inputItems = context->inputItems();
-    auto request = std::make_shared<ClipRequest>(inputItems.size());
-    for (std::size_t index = 0; index < inputItems.size(); ++index) {
-        const auto& item = inputItems[index];
-        const auto attachment = _dataAttachmentOfItem(item);
-        if (!attachment) {
-            continue;
-        }
-        attachment->loadItemForTypeIdentifier_options_completionHandler(
-            dataType, nullptr, [self, request, item, index](const Value& value, const platform::ErrorRef& error) {
-                if (error) {
-                    Log::error("Error loading input item for type");
-                    return;
+    auto request = std::make_shared<ClipRequest>(context ? context->inputItems().size() : 0);
+    _loadInputItemsWithExtensionContext_itemLoaded_allCounted(
+        context,
+        [request](std::size_t index, const platform::ExtensionItemRef& item, const Value& value,
+            const platform::ErrorRef& error) {
+            if (error) {
+                // Deliberately not counted: a request with a failed load never
+                // reaches the subclass and never completes.
+                Log::error("Error loading input item for type");
+                return false;
+            }
+            auto& slot = request->slots[index];
+            slot.kind = recognise(_titleOfItem(*item), value);
+            if (slot.kind != ClipValue::None) {
+                slot.value = value;
+            }
+            return true;
+        },
+        [self, request] {
+            const std::string* clipURLText = nullptr;
+            platform::DictionaryRef setupInfo;
+            bool requestedFinish = false;
+            const std::string* sandboxToken = nullptr;
+            for (const auto& received : request->slots) {
+                switch (received.kind) {
+                case ClipValue::URL:
+                    clipURLText = received.value.string();
+                    break;
+                case ClipValue::UserInfo:
+                    setupInfo = received.value.dictionary();
+                    break;
+                case ClipValue::RequestedFinish:
+                    requestedFinish = received.value.boolValue();
+                    break;
+                case ClipValue::SandboxToken:
+                    sandboxToken = received.value.string();
+                    break;
+                case ClipValue::None:
+                    break;
                 }
-                auto& slot = request->slots[index];
-                slot.kind = recognise(_titleOfItem(*item), value);
-                if (slot.kind != ClipValue::None) {
-                    slot.value = value;
-                }
-                if (request->callbacks.fetch_add(1, std::memory_order_acq_rel) + 1 != request->total) {
-                    return;
-                }
+            }
 
-                const std::string* clipURLText = nullptr;
-                platform::DictionaryRef setupInfo;
-                bool requestedFinish = false;
-                const std::string* sandboxToken = nullptr;
-                for (const auto& received : request->slots) {
-                    switch (received.kind) {
-                    case ClipValue::URL:
-                        clipURLText = received.value.string();
-                        break;
-                    case ClipValue::UserInfo:
-                        setupInfo = received.value.dictionary();
-                        break;
-                    case ClipValue::RequestedFinish:
-                        requestedFinish = received.value.boolValue();
-                        break;
-                    case ClipValue::SandboxToken:
-                        sandboxToken = received.value.string();
-                        break;
-                    case ClipValue::None:
-                        break;
-                    }
-                }
-
-                Log::ordinary("received all data, consuming sandbox token");
-                // The result is not looked at: without the grant the
-                // subclass simply cannot read the clip.
-                platform::Sandbox::consumeExtension(sandboxToken != nullptr ? sandboxToken->c_str() : nullptr);
-                Log::ordinary("calling subclass method");
-                const auto clipURL = clipURLText != nullptr ? platform::URL::URLWithString(*clipURLText) : std::nullopt;
-                self->processMP4ClipWithURL_setupInfo_finished(clipURL, setupInfo, requestedFinish);
-            });
-    }
+            Log::ordinary("received all data, consuming sandbox token");
+            // The result is not looked at: without the grant the
+            // subclass simply cannot read the clip.
+            platform::Sandbox::consumeExtension(sandboxToken != nullptr ? sandboxToken->c_str() : nullptr);
+            Log::ordinary("calling subclass method");
+            const auto clipURL = clipURLText != nullptr ? platform::URL::URLWithString(*clipURLText) : std::nullopt;
+            self->processMP4ClipWithURL_setupInfo_finished(clipURL, setupInfo, requestedFinish);
+        });
 }
 
 void LMBroadcastMP4ClipHandler::processMP4ClipWithURL_setupInfo_finished(

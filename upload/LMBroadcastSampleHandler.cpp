@@ -4,10 +4,11 @@
 #include "platform/TypeIdentifier.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
-#include <atomic>
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <utility>
+#include <vector>
 
 namespace lumora {
 
@@ -18,17 +19,6 @@ using platform::Value;
 
 constexpr std::size_t kTimingInfoLength = sizeof(platform::SampleTimingInfo);
 static_assert(kTimingInfoLength == 72);
-
-// The completion counter and total of one request, shared by its load
-// callbacks until the last one has run.
-struct RequestProgress {
-    explicit RequestProgress(std::uint64_t itemCount) : total(itemCount) { }
-    // Load callbacks run concurrently on platform threads. A plain integer
-    // would be a data race; an atomic increment takes no lock and does not
-    // depend on the order of the callbacks either.
-    std::atomic<std::uint64_t> callbacks { 0 };
-    const std::uint64_t total;
-};
 
 // A payload value that reads as an integer: absent, or a number.
 bool readsAsInteger(const Value& value)
@@ -47,6 +37,16 @@ platform::DispatchQueue& sharedQueue(
     return **queue;
 }
 
+// The audio payloads of the list that this thread is processing for
+// `handler`, not yet handed to the audio queue.
+struct AudioBatch {
+    const LMBroadcastSampleHandler* handler = nullptr;
+    std::vector<std::pair<platform::DictionaryRef, std::int64_t>> payloads;
+};
+
+// The batch of the list being processed on this thread, if any.
+thread_local AudioBatch* currentAudioBatch = nullptr; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+
 } // namespace
 
 void LMBroadcastSampleHandler::AudioBufferListDeleter::operator()(platform::AudioBufferList* list) const
@@ -61,38 +61,26 @@ void LMBroadcastSampleHandler::AudioBufferListDeleter::operator()(platform::Audi
 void LMBroadcastSampleHandler::beginRequestWithExtensionContext(
     const std::shared_ptr<platform::ExtensionContext>& context)
 {
-    if (!_acceptRequestWithExtensionContext(context)) {
-        return;
-    }
     auto self = sharedFrom(this);
-    const std::string dataType(platform::TypeIdentifier::Data);
-    const auto& inputItems = context->inputItems();
-    auto progress = std::make_shared<RequestProgress>(inputItems.size());
-    for (const auto& item : inputItems) {
-        // The platform promises an attachment per item; a host that breaks
-        // the promise gets its item skipped rather than a crash. Like an item
-        // without data, it is never counted.
-        const auto attachment = _dataAttachmentOfItem(item);
-        if (!attachment) {
-            continue;
-        }
-        attachment->loadItemForTypeIdentifier_options_completionHandler(
-            dataType, nullptr, [self, progress](const Value& value, const platform::ErrorRef& error) {
-                if (error) {
-                    Log::error("Error loading input item for type");
-                } else {
-                    self->_processLoadedValue(value);
-                }
-                if (progress->callbacks.fetch_add(1, std::memory_order_acq_rel) + 1 == progress->total) {
-                    self->_completeRequestWithReturnItems({});
-                }
-            });
-    }
+    _loadInputItemsWithExtensionContext_itemLoaded_allCounted(
+        context,
+        [self](std::size_t /*index*/, const platform::ExtensionItemRef& /*item*/, const Value& value,
+            const platform::ErrorRef& error) {
+            if (error) {
+                Log::error("Error loading input item for type");
+            } else {
+                self->_processLoadedValue(value);
+            }
+            return true; // a failed load counts too
+        },
+        [self] { self->_completeRequestWithReturnItems({}); });
 }
 
 void LMBroadcastSampleHandler::_processLoadedValue(const Value& value)
 {
     if (const auto list = value.array()) {
+        AudioBatch batch { this, {} };
+        AudioBatch* const outer = std::exchange(currentAudioBatch, &batch);
         for (const auto& element : *list) {
             if (const auto payload = element.dictionary()) {
                 _processPayload(payload);
@@ -100,11 +88,32 @@ void LMBroadcastSampleHandler::_processLoadedValue(const Value& value)
                 Log::error("Ignoring list element that is not a payload dictionary");
             }
         }
+        _handOverAudioBatch();
+        currentAudioBatch = outer;
     } else if (const auto payload = value.dictionary()) {
         _processPayload(payload);
     } else {
         Log::error("Ignoring loaded value that is neither a payload nor a list of payloads");
     }
+}
+
+void LMBroadcastSampleHandler::_handOverAudioBatch()
+{
+    AudioBatch* const batch = currentAudioBatch;
+    if (batch == nullptr || batch->handler != this || batch->payloads.empty()) {
+        return;
+    }
+    auto self = sharedFrom(this);
+    if (!self) {
+        Log::error("Ignoring audio payload: the handler has no owner to keep it alive");
+        batch->payloads.clear();
+        return;
+    }
+    audioQueue().async([self = std::move(self), payloads = std::exchange(batch->payloads, {})] {
+        for (const auto& [payload, type] : payloads) {
+            self->_rebuildAndDeliverAudioSample_type(payload, type);
+        }
+    });
 }
 
 void LMBroadcastSampleHandler::broadcastStartedWithSetupInfo(const platform::DictionaryRef& /*setupInfo*/) { }
@@ -146,6 +155,8 @@ void LMBroadcastSampleHandler::_processPayload(const platform::DictionaryRef& pa
         Log::error("Ignoring payload whose action type is not a number");
         return;
     }
+    // Audio collected before an action is queued before its hook runs.
+    _handOverAudioBatch();
     switch (actionType.int64Value()) {
     case LMBroadcastActionTypeStarted: {
         const Value& setupInfo = payload->valueForKey(LMBroadcastExtensionKeyExtensionUserInfo);
@@ -175,6 +186,10 @@ void LMBroadcastSampleHandler::_processPayloadWithVideoSample(const platform::Di
 void LMBroadcastSampleHandler::_processPayloadWithAudioSample_type(
     const platform::DictionaryRef& payload, std::int64_t type)
 {
+    if (currentAudioBatch != nullptr && currentAudioBatch->handler == this) {
+        currentAudioBatch->payloads.emplace_back(payload, type);
+        return;
+    }
     // The work item holds the payload and the handler.
     auto self = sharedFrom(this);
     if (!self) {
@@ -246,8 +261,8 @@ LMBroadcastSampleHandler::AudioBufferListPtr LMBroadcastSampleHandler::_audioBuf
         return nullptr;
     }
     auto* bytes = new (std::nothrow) std::uint8_t[data.length()]; // NOLINT(cppcoreguidelines-owning-memory)
-    // The copy comes before the test, as the platform's version does: an
-    // allocation failure here is not expected to be survived.
+    // The copy comes before the test on purpose, as the payload path has always
+    // done it: an allocation failure here is not expected to be survived.
     std::memcpy(bytes, data.bytes(), data.length());
     if (bytes == nullptr) {
         return nullptr;

@@ -66,7 +66,11 @@ public:
     void _processPayload(const platform::DictionaryRef& payload);
     /// Does nothing: no video sample reaches the subclass.
     void _processPayloadWithVideoSample(const platform::DictionaryRef& payload);
-    /// Queues the rebuilding and delivery of one audio sample on the audio queue.
+    /// Queues the rebuilding and delivery of one audio sample on the audio
+    /// queue. While a loaded list is processed, its audio payloads are
+    /// collected and queued together, in list order, before the next action
+    /// hook runs and when the list ends: one hand-over per list rather than
+    /// one per sample.
     void _processPayloadWithAudioSample_type(const platform::DictionaryRef& payload, std::int64_t type);
     /// A one-buffer, one-channel list holding a private copy of `data`; null
     /// when `data` is empty.
@@ -91,6 +95,9 @@ public:
 private:
     void _rebuildAndDeliverAudioSample_type(const platform::DictionaryRef& payload, std::int64_t type);
     void _processLoadedValue(const platform::Value& value);
+    /// Hands the audio payloads collected from the list being processed to
+    /// the audio queue, as one work item.
+    void _handOverAudioBatch();
 };
 
 } // namespace lumora

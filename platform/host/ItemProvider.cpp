@@ -3,6 +3,7 @@
 #include "platform/host/PlatformThreads.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace lumora::platform {
 
@@ -32,9 +33,15 @@ void ItemProvider::loadItemForTypeIdentifier_options_completionHandler(
         return;
     }
     host::postToPlatformThread([loader = loader_, completion = std::move(completion)] {
-        // Whatever thread the loader answers on, the answer is handed over on
-        // a platform thread.
-        loader([completion](const Value& item, const ErrorRef& error) {
+        // The answer is handed over on a platform thread: at once when the
+        // loader answers on this one (a value in memory does, before it
+        // returns), otherwise posted to one.
+        const auto platformThread = std::this_thread::get_id();
+        loader([completion, platformThread](const Value& item, const ErrorRef& error) {
+            if (std::this_thread::get_id() == platformThread) {
+                completion(item, error);
+                return;
+            }
             host::postToPlatformThread([completion, item, error] { completion(item, error); });
         });
     });

@@ -90,6 +90,38 @@ TEST(LMBroadcastSampleHandler, AudioArrivesInOrderOnTheAudioQueueInTheFixedForma
     }
 }
 
+// Queues a marker on the audio queue from the pause hook, so that the test
+// sees where the hook ran relative to the audio queued before it.
+class MarkingSampleHandler final : public LMBroadcastSampleHandler {
+public:
+    void broadcastPaused() override
+    {
+        audioQueue().async([this] { log.record("marker"); });
+    }
+    void processSampleBuffer_withType(const std::shared_ptr<platform::SampleBuffer>& sample, std::int64_t type) override
+    {
+        log.record("sample", nullptr, sample, type);
+    }
+    HookLog log;
+};
+
+TEST(LMBroadcastSampleHandler, AudioBeforeAnActionInAListIsQueuedBeforeTheActionRuns)
+{
+    const ExtensionRequest request({ payloadItem(list({ Value(audioPayload(2, 4, 1)), Value(audioPayload(3, 4, 2)),
+        Value(actionPayload(2)), Value(audioPayload(2, 4, 3)) })) });
+    const auto handler = std::make_shared<MarkingSampleHandler>();
+    request.beginWithHandler(handler);
+    ASSERT_TRUE(request.waitForOutcome());
+    const auto calls = handler->log.waitFor(4);
+    ASSERT_EQ(calls.size(), 4U);
+    std::vector<std::string> order;
+    for (const auto& call : calls) {
+        order.push_back(call.hook);
+    }
+    EXPECT_EQ(order, (std::vector<std::string> { "sample", "sample", "marker", "sample" }));
+    EXPECT_EQ(calls[3].sample->dataBuffer().span().front(), 3);
+}
+
 TEST(LMBroadcastSampleHandler, FailedLoadsCountAndItemsWithoutDataNeverDo)
 {
     const auto failing = ExtensionRequest::labelledItemWithLoader(

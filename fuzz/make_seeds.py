@@ -1,0 +1,89 @@
+#!/usr/bin/env python3
+"""Writes the seed corpora of the fuzz targets (fuzz/corpus/<Target>/).
+
+Run again after changing it; the outputs are committed. Crafted inputs that
+once broke a reader live in fuzz/regressions/<Target>/ and are kept as they are.
+"""
+import datetime
+import pathlib
+import plistlib
+import struct
+
+ROOT = pathlib.Path(__file__).resolve().parent / "corpus"
+UID = plistlib.UID
+
+
+def write(target, name, value, fmt=plistlib.FMT_BINARY):
+    folder = ROOT / target
+    folder.mkdir(parents=True, exist_ok=True)
+    data = value if isinstance(value, bytes) else plistlib.dumps(value, fmt=fmt, sort_keys=False)
+    (folder / name).write_bytes(data)
+
+
+def both(target, name, value):
+    write(target, name + ".bplist", value)
+    write(target, name + ".xml", value, plistlib.FMT_XML)
+
+
+def archive(objects):
+    return {"$archiver": "NSKeyedArchiver", "$version": 100000, "$top": {"root": UID(1)}, "$objects": objects}
+
+
+def classes(name, *parents):
+    return {"$classname": name, "$classes": [name, *parents, "NSObject"]}
+
+
+def timing(ticks):
+    # duration, presentation time, decode time: value, timescale, flags, epoch
+    valid = struct.pack("=qiIq", 1024, 44100, 1, 0)
+    return valid + struct.pack("=qiIq", ticks, 44100, 1, 0) + struct.pack("=qiIq", 0, 0, 0, 0)
+
+
+def payload_key(name):
+    return "LMBroadcastProcessExtensionPayloadKey" + name
+
+
+def main():
+    both("PropertyList", "scalars", {"s": "text", "u": "Grüße ☃", "i": -5, "big": 1 << 40, "r": 0.5,
+                                      "b": True, "d": b"\x00\x01", "when": datetime.datetime(2020, 1, 2, 3, 4, 5)})
+    both("PropertyList", "nested", [[1, [2, {"k": [3]}]], {"a": {"b": {}}}, []])
+    write("PropertyList", "uid.bplist", {"ref": UID(7), "list": [UID(0), UID(300)]})
+
+    configuration = archive([
+        "$null",
+        {"$class": UID(4), "clipDuration": UID(2), "videoCompressionProperties": UID(3)},
+        10.5,
+        {"$class": UID(5), "NS.keys": [UID(6)], "NS.objects": [UID(7)]},
+        classes("LMBroadcastConfiguration"),
+        classes("NSDictionary"),
+        "AverageBitRate",
+        2000000,
+    ])
+    write("KeyedArchive", "configuration.bplist", configuration)
+    write("KeyedArchive", "collections.bplist", archive([
+        "$null",
+        {"$class": UID(3), "NS.objects": [UID(2), UID(2), UID(4)]},
+        "shared",
+        classes("NSArray"),
+        {"$class": UID(5), "NS.time": 1000.0},
+        classes("NSDate"),
+    ]))
+
+    audio = {payload_key("SampleType"): 2, payload_key("NumSamples"): 8,
+             payload_key("AudioBufferList"): bytes(range(16)), payload_key("TimingInfo"): timing(0)}
+    both("UploadPayload", "audio", audio)
+    write("UploadPayload", "list.bplist", [
+        {payload_key("ActionType"): 1, "LMBroadcastExtensionKeyExtensionUserInfo": {"channel": "lumora"}},
+        audio, dict(audio, **{payload_key("SampleType"): 3, payload_key("TimingInfo"): timing(8)}),
+        {payload_key("SampleType"): 1}, {payload_key("ActionType"): 2}, {payload_key("ActionType"): 4}])
+
+    both("ClipItems", "clip", {"LMBroadcastExtensionKeyMovieClipURL": "file:///tmp/clip.mp4",
+                               "LMBroadcastExtensionKeyExtensionUserInfo": {"channel": "lumora"},
+                               "LMBroadcastExtensionKeyRequestedFinish": True,
+                               "LMBroadcastExtensionKeyExtensionSandboxToken": "token"})
+
+    both("StringTable", "table", {"Title": "Recording", "Other": "Andere"})
+
+
+if __name__ == "__main__":
+    main()
