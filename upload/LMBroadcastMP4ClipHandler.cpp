@@ -90,7 +90,7 @@ void LMBroadcastMP4ClipHandler::beginRequestWithExtensionContext(
             dataType, nullptr, [self, request, item, index](const Value& value, const platform::ErrorRef& error) {
                 if (error) {
                     Log::error("Error loading input item for type");
-                    return;
+                    return; // Deliberately not counted: the request then never completes.
                 }
                 auto& slot = request->slots[index];
                 slot.kind = recognise(_titleOfItem(*item), value);
