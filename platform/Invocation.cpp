@@ -1,5 +1,7 @@
 #include "platform/Invocation.h"
 
+#include <utility>
+
 namespace lumora::platform {
 
 namespace {
@@ -25,8 +27,30 @@ Invocation::Invocation(ObjectRef target, std::string selector, std::vector<Value
     }
 }
 
+ObjectRef Invocation::target() const
+{
+    std::lock_guard lock(mutex_);
+    return target_;
+}
+
+void Invocation::setTarget(ObjectRef target)
+{
+    ObjectRef previous;
+    std::lock_guard lock(mutex_);
+    // The old target goes after the lock is let go: its destruction may run
+    // code that reads this invocation.
+    previous = std::exchange(target_, std::move(target));
+}
+
+bool Invocation::argumentsRetained() const
+{
+    std::lock_guard lock(mutex_);
+    return retained_;
+}
+
 void Invocation::retainArguments()
 {
+    std::lock_guard lock(mutex_);
     if (retained_) {
         return;
     }
@@ -42,6 +66,7 @@ void Invocation::retainArguments()
 
 std::vector<Value> Invocation::arguments() const
 {
+    std::lock_guard lock(mutex_);
     std::vector<Value> values;
     values.reserve(arguments_.size());
     for (const auto& argument : arguments_) {
@@ -53,7 +78,7 @@ std::vector<Value> Invocation::arguments() const
 void Invocation::invoke()
 {
     if (body_) {
-        body_(target_, arguments());
+        body_(target(), arguments());
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,9 @@ namespace lumora::platform {
 /// code that performs it. Until `retainArguments()` the invocation holds
 /// object arguments weakly, as a message in flight does; after it, the
 /// invocation keeps every argument alive until it is destroyed.
+///
+/// A connection may retarget or perform an invocation on its own thread while
+/// another thread reads it; every accessor may be called from any thread.
 class Invocation final : public Object {
 public:
     using Body = std::function<void(const ObjectRef& target, const std::vector<Value>& arguments)>;
@@ -21,12 +25,12 @@ public:
     Invocation(ObjectRef target, std::string selector, std::vector<Value> arguments, Body body);
 
     [[nodiscard]] const std::string& selector() const { return selector_; }
-    [[nodiscard]] const ObjectRef& target() const { return target_; }
-    void setTarget(ObjectRef target) { target_ = std::move(target); }
+    [[nodiscard]] ObjectRef target() const;
+    void setTarget(ObjectRef target);
 
     /// Makes the invocation keep its arguments alive.
     void retainArguments();
-    [[nodiscard]] bool argumentsRetained() const { return retained_; }
+    [[nodiscard]] bool argumentsRetained() const;
     /// The arguments as they stand: an object argument whose owners have all
     /// let go reads as null unless the arguments were retained.
     [[nodiscard]] std::vector<Value> arguments() const;
@@ -47,6 +51,7 @@ private:
         bool isWeakObject = false;
     };
 
+    mutable std::mutex mutex_;
     ObjectRef target_;
     std::string selector_;
     std::vector<Argument> arguments_;

@@ -137,7 +137,7 @@ void LMPreviewViewController::Class::viewControllerForExtension_inputItems_compl
             }
             if (error) {
                 Log::error("Error instantiating remote view controller for extension: %i", error->code());
-                return;
+                return; // Deliberately never answers: the caller is not told the editor failed.
             }
             if (!hostViewController) {
                 // The extension's bundle named a view controller class the
@@ -145,7 +145,7 @@ void LMPreviewViewController::Class::viewControllerForExtension_inputItems_compl
                 Log::error("LMPreviewViewController: the editor extension's view controller is a %s, not an "
                            "LMVideoEditorHostViewController",
                     remoteViewController ? remoteViewController->className() : "(null)");
-                return;
+                return; // Deliberately never answers, as for a failed editor.
             }
             if (completionHandler) {
                 completionHandler(hostViewController);

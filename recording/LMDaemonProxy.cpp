@@ -105,7 +105,7 @@ void LMDaemonProxy::setMicrophoneEnabled(bool microphoneEnabled)
     LocalRecordingService::requestReceived("setMicrophoneEnabled:", { microphoneEnabled });
 }
 
-// The local service has no movie to throw away and never answers a discard.
+// The local service has no movie to throw away and deliberately never answers a discard.
 void LMDaemonProxy::discardRecordingWithHandler(DiscardHandler /*handler*/)
 {
     LocalRecordingService::requestReceived("discardRecordingWithHandler:", {});

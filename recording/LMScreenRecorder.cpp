@@ -454,7 +454,7 @@ void LMScreenRecorder::stopAndSaveReply(
 void LMScreenRecorder::video_didFinishSavingToCameraRollWithError_contextInfo(
     const std::string& videoPath, const platform::ErrorRef& /*error*/, void* /*contextInfo*/)
 {
-    // The caller hears of success whatever the save's own outcome.
+    // Deliberately reports success whatever the save's own outcome.
     if (auto completion = std::exchange(saveVideoToCameraRollCompletionBlock_, nullptr)) {
         completion(videoPath, nullptr);
     }

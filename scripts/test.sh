@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the project needs, builds everything and runs every test:
 # first the ordinary build, then the same tests under AddressSanitizer and
-# UndefinedBehaviorSanitizer.
+# UndefinedBehaviorSanitizer, then under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -41,6 +41,13 @@ cmake --build build-sanitize -j "$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build-sanitize -j "$jobs" --output-on-failure
 
+# The race detector over the whole suite: every report fails the test that caused it.
+cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DLUMORA_SANITIZE_THREAD=ON \
+  -DLUMORA_BUILD_BENCHMARKS=OFF -DLUMORA_BUILD_EXAMPLES=OFF
+cmake --build build-tsan -j "$jobs"
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+  ctest --test-dir build-tsan -j "$jobs" --output-on-failure
+
 # The benchmarks build in the ordinary pass; run each briefly so a broken one is noticed.
 for bench in build/bench/lumora_bench_*; do
   [ -x "$bench" ] || continue
@@ -50,4 +57,4 @@ done
 # kept regression input replayed, then each target fuzzed for a few seconds.
 bash scripts/fuzz.sh --smoke 10
 
-echo "All tests passed (ordinary and sanitizer builds, fuzz smoke run)."
+echo "All tests passed (ordinary, sanitizer and race-detector builds, fuzz smoke run)."

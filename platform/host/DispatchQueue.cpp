@@ -30,6 +30,49 @@ boost::asio::thread_pool& workerPool()
     return pool;
 }
 
+// How many tasks posted to the platform's threads have not finished yet, so
+// that a caller can wait until those threads are idle.
+struct PlatformActivity {
+    std::mutex mutex;
+    std::condition_variable idle;
+    std::size_t inFlight = 0;
+};
+
+PlatformActivity& platformActivity()
+{
+    // Never destroyed: tasks may still finish while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* activity = new PlatformActivity();
+    return *activity;
+}
+
+// Counts a task as in flight until it has run (or been dropped unrun).
+class InFlight {
+public:
+    InFlight()
+    {
+        std::lock_guard lock(platformActivity().mutex);
+        ++platformActivity().inFlight;
+    }
+    InFlight(InFlight&& other) noexcept : counted_(std::exchange(other.counted_, false)) { }
+    InFlight(const InFlight&) = delete;
+    InFlight& operator=(const InFlight&) = delete;
+    InFlight& operator=(InFlight&&) = delete;
+    ~InFlight()
+    {
+        if (counted_) {
+            auto& activity = platformActivity();
+            std::lock_guard lock(activity.mutex);
+            if (--activity.inFlight == 0) {
+                activity.idle.notify_all();
+            }
+        }
+    }
+
+private:
+    bool counted_ = true;
+};
+
 class MainQueueImpl final : public DispatchQueue {
 public:
     void async(Task task) override
@@ -95,9 +138,13 @@ public:
 
     void async(Task task) override
     {
-        boost::asio::post(workerPool(), [this, task = std::move(task)] {
-            const CurrentScope scope(this);
-            task();
+        boost::asio::post(workerPool(), [this, task = std::move(task), inFlight = InFlight()]() mutable {
+            {
+                const CurrentScope scope(this);
+                task();
+            }
+            // Whatever the task holds goes before it stops counting as in flight.
+            task = nullptr;
         });
     }
 
@@ -114,10 +161,15 @@ public:
     void async(Task task) override
     {
         // The queued task keeps the queue alive until it has run.
-        boost::asio::post(strand_, [self = shared_from_this(), task = std::move(task)] {
-            const CurrentScope scope(self.get());
-            task();
-        });
+        boost::asio::post(
+            strand_, [self = shared_from_this(), task = std::move(task), inFlight = InFlight()]() mutable {
+                {
+                    const CurrentScope scope(self.get());
+                    task();
+                }
+                // Whatever the task holds goes before it stops counting as in flight.
+                task = nullptr;
+            });
     }
 
     [[nodiscard]] const std::string& label() const override { return label_; }
@@ -194,6 +246,13 @@ void postToPlatformThread(std::function<void()> task)
     // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
     static auto* platformQueue = new ConcurrentQueue("com.lumora.platform.delivery");
     platformQueue->async(std::move(task));
+}
+
+bool waitForPlatformThreadsIdle(std::chrono::milliseconds timeout)
+{
+    auto& activity = platformActivity();
+    std::unique_lock lock(activity.mutex);
+    return activity.idle.wait_for(lock, timeout, [&] { return activity.inFlight == 0; });
 }
 
 } // namespace host

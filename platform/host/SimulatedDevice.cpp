@@ -34,7 +34,7 @@ void SimulatedDevice::reset()
         localeIdentifier_ = "en_US";
         sandboxTokens_.clear();
     }
-    HostClock::release();
+    HostClock::reset();
     application().reset();
     screens().reset();
     hardware().reset();
@@ -197,6 +197,11 @@ void SimulatedDevice::releaseClock()
 void SimulatedDevice::advanceClock(double seconds)
 {
     HostClock::advance(seconds);
+}
+
+std::size_t SimulatedDevice::runPendingTimers(std::size_t limit)
+{
+    return HostClock::advanceThroughTimers(limit);
 }
 
 bool SimulatedDevice::isClockFrozen() const

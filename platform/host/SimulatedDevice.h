@@ -3,6 +3,7 @@
 #include "platform/Bundle.h"
 #include "platform/Date.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -34,7 +35,8 @@ public:
     static SimulatedDevice& shared();
 
     /// Puts the device back in its initial state: nothing installed or
-    /// mounted, English as the only language, the clock running in real time.
+    /// mounted, English as the only language, the clock running in real time
+    /// with no timer pending.
     void reset();
 
     // ---- File system -----------------------------------------------------------
@@ -63,11 +65,16 @@ public:
     // ---- Clock -----------------------------------------------------------------
     /// Holds the clock still at `date`; from now on it moves only by `advanceClock`.
     void freezeClock(Date date);
-    /// Lets the clock run in real time again.
+    /// Lets the clock run again from where it stood (uptime never goes back),
+    /// firing every timer that came due while it was held.
     void releaseClock();
     /// Moves a held clock forward by `seconds` and fires the timers that fall
     /// due, in the order of their deadlines, queuing each on the MainQueue.
     void advanceClock(double seconds);
+    /// Advances a held clock to each pending timer's deadline in turn and runs
+    /// the MainQueue, until no timer is pending or `limit` MainQueue tasks
+    /// have run (timers that keep setting new ones). Returns the tasks run.
+    std::size_t runPendingTimers(std::size_t limit = 10000);
     [[nodiscard]] bool isClockFrozen() const;
 
     // ---- Roles that keep state of their own (each in its own file) --------------

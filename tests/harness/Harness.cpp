@@ -1,6 +1,7 @@
 #include "tests/harness/Harness.h"
 
 #include "platform/Date.h"
+#include "platform/host/PlatformThreads.h"
 #include "platform/host/SimulatedDevice.h"
 
 #include <algorithm>
@@ -29,6 +30,28 @@ void prepareDevice()
     device.reset();
     device.mountDirectory(std::string(kFrameworkDevicePath), frameworkBundleDirectory());
     device.freezeClock(platform::Date::dateWithTimeIntervalSince1970(kFixedNow));
+}
+
+bool runPendingDeliveries(std::chrono::milliseconds timeout)
+{
+    auto& device = platform::host::SimulatedDevice::shared();
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        // A platform thread may be waiting for the MainQueue, so it keeps
+        // being drained while the threads finish.
+        const auto left
+            = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (!platform::MainQueue::runUntil(
+                [] { return platform::host::waitForPlatformThreadsIdle(std::chrono::milliseconds(0)); }, left)) {
+            return false;
+        }
+        std::size_t ran = platform::MainQueue::drain();
+        ran += device.runPendingTimers();
+        if (ran == 0 && platform::host::waitForPlatformThreadsIdle(std::chrono::milliseconds(0))) {
+            return true;
+        }
+    }
+    return false;
 }
 
 LogCapture::LogCapture()

@@ -32,6 +32,13 @@ inline std::size_t drainMainQueue()
     return platform::MainQueue::drain();
 }
 
+/// Lets everything already set in motion finish, so that a test can assert
+/// that something was never called: drains the MainQueue, waits for the
+/// platform's threads and queues to be idle, advances the held clock past every
+/// pending timer, and repeats until a round finds nothing left to run. Returns
+/// false when work is still going after `timeout` (something that never settles).
+bool runPendingDeliveries(std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
 /// Drains the MainQueue until `condition` holds, for at most `timeout`.
 inline bool runUntil(
     const std::function<bool()>& condition, std::chrono::milliseconds timeout = std::chrono::seconds(5))

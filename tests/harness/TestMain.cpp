@@ -5,10 +5,12 @@
 
 namespace {
 
-// Every test starts on a freshly prepared simulated device.
-class DeviceEnvironment final : public ::testing::Environment {
+// Every test starts on a freshly prepared simulated device, also when several
+// run in one process: what one test left behind (bundles, scripted answers,
+// pending timers) never reaches the next.
+class DeviceReset final : public ::testing::EmptyTestEventListener {
 public:
-    void SetUp() override { lumora::test::prepareDevice(); }
+    void OnTestStart(const ::testing::TestInfo& /*info*/) override { lumora::test::prepareDevice(); }
 };
 
 } // namespace
@@ -16,6 +18,6 @@ public:
 int main(int argc, char** argv)
 {
     ::testing::InitGoogleMock(&argc, argv);
-    ::testing::AddGlobalTestEnvironment(new DeviceEnvironment); // NOLINT(cppcoreguidelines-owning-memory)
+    ::testing::UnitTest::GetInstance()->listeners().Append(new DeviceReset); // NOLINT(cppcoreguidelines-owning-memory)
     return RUN_ALL_TESTS();
 }

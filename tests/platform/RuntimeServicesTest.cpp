@@ -127,6 +127,46 @@ TEST(Clock, TimersFireWhenTheHeldClockIsAdvancedPastThem)
     EXPECT_DOUBLE_EQ(Clock::now().timeIntervalSinceDate(start), 0.5);
 }
 
+TEST(Clock, ReleasingCarriesUptimeOnAndFiresTimersSetWhileHeld)
+{
+    auto& device = host::SimulatedDevice::shared();
+    std::vector<std::string> fired;
+    auto soon = Clock::scheduleAfter(0.05, [&] { fired.emplace_back("soon"); });
+    auto later = Clock::scheduleAfter(3600, [&] { fired.emplace_back("later"); });
+    device.advanceClock(0.01);
+    const double held = Clock::uptime();
+
+    device.releaseClock();
+    EXPECT_GE(Clock::uptime(), held);
+    // The running clock reaches the timer set while it was held.
+    ASSERT_TRUE(test::runUntil([&] { return !fired.empty(); }));
+    EXPECT_EQ(fired, (std::vector<std::string> { "soon" }));
+    EXPECT_GE(Clock::uptime(), held + 0.04);
+}
+
+TEST(Clock, AResetCancelsPendingAndQueuedTimersAndSettlingRunsEveryTimer)
+{
+    auto& device = host::SimulatedDevice::shared();
+    std::vector<std::string> fired;
+    auto queued = Clock::scheduleAfter(1, [&] { fired.emplace_back("queued"); });
+    auto pending = Clock::scheduleAfter(2, [&] { fired.emplace_back("pending"); });
+    device.advanceClock(1); // queued on the MainQueue, not yet run
+    test::prepareDevice();
+    EXPECT_TRUE(test::runPendingDeliveries());
+    EXPECT_TRUE(fired.empty());
+
+    // A timer that sets another: settling advances the held clock through both.
+    std::shared_ptr<void> second;
+    auto first = Clock::scheduleAfter(10, [&] {
+        fired.emplace_back("first");
+        second = Clock::scheduleAfter(20, [&] { fired.emplace_back("second"); });
+    });
+    const double start = Clock::uptime();
+    EXPECT_TRUE(test::runPendingDeliveries());
+    EXPECT_EQ(fired, (std::vector<std::string> { "first", "second" }));
+    EXPECT_DOUBLE_EQ(Clock::uptime() - start, 30);
+}
+
 TEST(Bundle, PreferredLocalizationsFollowTheUsersOrderAndMatchOnLanguage)
 {
     const std::vector<std::string> offered { "de", "en", "fr", "fr-CA", "pt-BR" };

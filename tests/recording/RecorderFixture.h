@@ -55,6 +55,18 @@ protected:
         device().application().setDelegate(appDelegate);
     }
 
+    // The recorder lives as long as the process: a recording a test left
+    // running would turn the next test's start into a no-op.
+    void TearDown() override
+    {
+        const auto recorder = LMScreenRecorder::sharedRecorder();
+        if (recorder->isRecording()) {
+            recorder->stopRecordingWithHandler(nullptr);
+        }
+        recorder->setDelegate(nullptr);
+        EXPECT_TRUE(runPendingDeliveries());
+    }
+
     static platform::host::SimulatedDevice& device() { return platform::host::SimulatedDevice::shared(); }
     static platform::host::SimulatedRecordingService& service() { return device().recordingService(); }
     static std::size_t requestCount(const std::string& message) { return service().requestsNamed(message).size(); }

@@ -72,7 +72,8 @@ TEST(LMBroadcastMP4ClipHandler, TheClipArrivesOnceAllFourItemsHaveLoadedInAnyOrd
         ClipRequest clip(items);
         for (std::size_t step = 0; step < 4; ++step) {
             if (step == 3) {
-                EXPECT_TRUE(clip.handler->log.waitFor(1, std::chrono::milliseconds(20)).empty());
+                ASSERT_TRUE(runPendingDeliveries());
+                EXPECT_TRUE(clip.handler->log.calls().empty());
             }
             loads[order[step]].finish(*ExtensionRequest::loadValueOfItem(
                 { values[order[step]] }, values[order[step]]->attributedTitle()->string()));
@@ -96,7 +97,8 @@ TEST(LMBroadcastMP4ClipHandler, TheHookWaitsForTheLastItemAndUnknownTitlesCount)
     items.push_back(ExtensionRequest::labelledItem("SomethingElse", Value(1)));
     items[2] = ExtensionRequest::labelledItemWithLoader(LMBroadcastExtensionKeyRequestedFinish, held.loader());
     ClipRequest clip(items);
-    EXPECT_TRUE(clip.handler->log.waitFor(1, std::chrono::milliseconds(100)).empty());
+    ASSERT_TRUE(runPendingDeliveries());
+    EXPECT_TRUE(clip.handler->log.calls().empty());
     held.finish(Value(true));
     const auto calls = clip.clips();
     ASSERT_EQ(calls.size(), 1U);
@@ -110,7 +112,8 @@ TEST(LMBroadcastMP4ClipHandler, AFailedLoadIsNotCountedAndBadValuesAreNotKept)
     items[3] = ExtensionRequest::labelledItemWithLoader(LMBroadcastExtensionKeyExtensionSandboxToken,
         [](const auto& completion) { completion({}, platform::Error::errorWithDomain("Test", 1)); });
     ClipRequest failed(items);
-    EXPECT_TRUE(failed.handler->log.waitFor(1, std::chrono::milliseconds(200)).empty());
+    ASSERT_TRUE(runPendingDeliveries());
+    EXPECT_TRUE(failed.handler->log.calls().empty());
     EXPECT_TRUE(logs.contains("Error loading input item for type", platform::Log::Level::Error));
 
     items = clipItems();

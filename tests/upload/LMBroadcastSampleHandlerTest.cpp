@@ -137,7 +137,8 @@ TEST(LMBroadcastSampleHandler, FailedLoadsCountAndItemsWithoutDataNeverDo)
     otherType->setAttachments({ std::make_shared<platform::ItemProvider>(Value(1), "public.text") });
     const ExtensionRequest waiting({ payloadItem(Value(actionPayload(2))), otherType });
     begin(waiting);
-    EXPECT_FALSE(waiting.waitForOutcome(std::chrono::milliseconds(200)));
+    ASSERT_TRUE(runPendingDeliveries());
+    EXPECT_FALSE(waiting.outcome());
 }
 
 TEST(LMBroadcastSampleHandler, ServiceInfoGoesBackOnceWithTheCompletion)
@@ -226,7 +227,8 @@ TEST(LMBroadcastSampleHandler, MalformedPayloadsAreLoggedAndSkippedWithoutLosing
             && logs.contains("Ignoring input item without attachments");
     }));
     // The item without attachments is never counted, as one without data.
-    EXPECT_FALSE(request.waitForOutcome(std::chrono::milliseconds(100)));
+    ASSERT_TRUE(runPendingDeliveries());
+    EXPECT_FALSE(request.outcome());
 }
 
 } // namespace

@@ -46,6 +46,11 @@ public:
             queue != nullptr ? queue->label() : "", std::move(url), finished });
         changed_.notify_all();
     }
+    std::vector<HookCall> calls() const
+    {
+        std::lock_guard lock(mutex_);
+        return calls_;
+    }
     /// Waits until `count` calls have arrived (at most `timeout`) and returns all calls so far.
     std::vector<HookCall> waitFor(std::size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(5))
     {
@@ -55,7 +60,7 @@ public:
     }
 
 private:
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<HookCall> calls_;
 };
