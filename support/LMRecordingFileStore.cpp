@@ -51,6 +51,7 @@ std::int32_t truncatedSeconds(double seconds)
 // is the low 32 bits of the object's address.
 std::int32_t errorReference(const ErrorRef& error)
 {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the address itself is what is printed.
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(error.get())));
 }
 

@@ -24,7 +24,7 @@ std::string DateFormatter::stringFromDate(const Date& date) const
     UErrorCode status = U_ZERO_ERROR;
     const auto locale = icu::Locale::createCanonical(localeIdentifier().c_str());
     icu::SimpleDateFormat format(icu::UnicodeString::fromUTF8(dateFormat_), locale, status);
-    if (U_FAILURE(status)) {
+    if (U_FAILURE(status) != 0) {
         return {};
     }
     // An unknown zone name (the device's own could be misconfigured) formats as GMT.

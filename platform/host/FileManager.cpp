@@ -109,6 +109,7 @@ int removeEntry(int parent, const char* name, int depth)
     if (depth >= kMaxRemovalDepth) {
         return ELOOP;
     }
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system call takes a mode only with O_CREAT.
     const int descriptor = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (descriptor < 0) {
         // Not a directory after all: the unlink's own answer is the one to report.
@@ -121,7 +122,8 @@ int removeEntry(int parent, const char* name, int depth)
         return number;
     }
     int result = 0;
-    while (const dirent* entry = ::readdir(directory)) {
+    // Each listing has a stream of its own, which readdir may use from any thread.
+    while (const dirent* entry = ::readdir(directory)) { // NOLINT(concurrency-mt-unsafe)
         const std::string_view entryName(static_cast<const char*>(entry->d_name));
         if (entryName == "." || entryName == "..") {
             continue;
@@ -214,7 +216,8 @@ std::optional<std::vector<std::string>> FileManager::contentsOfDirectoryAtPath_e
         return std::nullopt;
     }
     std::vector<std::string> names;
-    while (const dirent* entry = ::readdir(directory)) {
+    // Each listing has a stream of its own, which readdir may use from any thread.
+    while (const dirent* entry = ::readdir(directory)) { // NOLINT(concurrency-mt-unsafe)
         std::string name(static_cast<const char*>(entry->d_name));
         if (name != "." && name != "..") {
             names.push_back(std::move(name));

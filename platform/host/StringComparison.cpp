@@ -17,9 +17,9 @@ icu::UnicodeString comparisonForm(std::string_view text, StringComparison::Optio
     if ((options & StringComparison::DiacriticInsensitive) != 0) {
         UErrorCode status = U_ZERO_ERROR;
         const auto* decomposition = icu::Normalizer2::getNFDInstance(status);
-        if (U_SUCCESS(status)) {
+        if (U_SUCCESS(status) != 0) {
             auto decomposed = decomposition->normalize(string, status);
-            if (U_SUCCESS(status)) {
+            if (U_SUCCESS(status) != 0) {
                 icu::UnicodeString stripped;
                 for (std::int32_t index = 0; index < decomposed.length();) {
                     const UChar32 character = decomposed.char32At(index);
@@ -44,7 +44,7 @@ bool StringComparison::hasPrefix(std::string_view string, std::string_view prefi
 {
     const auto wanted = comparisonForm(prefix, options);
     // A prefix of nothing but ignored marks begins nothing either.
-    return !wanted.isEmpty() && comparisonForm(string, options).startsWith(wanted);
+    return wanted.length() != 0 && comparisonForm(string, options).startsWith(wanted) != 0;
 }
 
 std::vector<std::string> StringComparison::filteredByPrefix(
@@ -52,11 +52,11 @@ std::vector<std::string> StringComparison::filteredByPrefix(
 {
     std::vector<std::string> kept;
     const auto wanted = comparisonForm(prefix, options);
-    if (wanted.isEmpty()) {
+    if (wanted.length() == 0) {
         return kept;
     }
     for (const auto& string : strings) {
-        if (comparisonForm(string, options).startsWith(wanted)) {
+        if (comparisonForm(string, options).startsWith(wanted) != 0) {
             kept.push_back(string);
         }
     }
