@@ -1,8 +1,10 @@
 #include "recording/LMDaemonProxy.h"
 
+#include "broadcast/LMBroadcastController.h"
 #include "platform/DispatchQueue.h"
 #include "platform/LocalRecordingService.h"
 #include "platform/Log.h"
+#include "platform/Protocol.h"
 #include "recording/LMExtensions.h"
 #include "recording/LMScreenRecorder.h"
 
@@ -129,9 +131,21 @@ void LMDaemonProxy::stopRecordingWithError_movieURL(
     LMScreenRecorder::sharedRecorder()->stopRecordingWithError_movieURL(error, movieURL);
 }
 
-void LMDaemonProxy::updateBroadcastServiceInfo(const platform::DictionaryRef& /*serviceInfo*/)
+void LMDaemonProxy::updateBroadcastServiceInfo(const platform::DictionaryRef& serviceInfo)
 {
     Log::ordinary("LMDaemonProxy: updateBroadcastServiceInfo:");
+    // The report stays on the connection's thread; with no broadcast using the
+    // recorder it goes nowhere.
+    const auto controller = LMScreenRecorder::sharedRecorder()->activeBroadcastController();
+    if (!controller) {
+        return;
+    }
+    controller->setServiceInfo(serviceInfo);
+    if (const auto delegate
+        = platform::answering<LMBroadcastControllerDelegate::BroadcastController_didUpdateServiceInfo>(
+            controller->delegate())) {
+        delegate->broadcastController_didUpdateServiceInfo(controller, serviceInfo);
+    }
 }
 
 void LMDaemonProxy::connection_handleInvocation_isReply(
