@@ -29,6 +29,42 @@ std::shared_ptr<LMDaemonProxy> LMDaemonProxy::daemonProxy()
     return *shared;
 }
 
+void LMDaemonProxy::setConnection(std::shared_ptr<platform::ServiceConnection> connection)
+{
+    connection_ = std::move(connection);
+    if (!connection_) {
+        return;
+    }
+    connection_->setDelegate(sharedFrom(this));
+    connection_->setExportedInterface(clientInterface());
+    connection_->setExportedObject(sharedFrom(this));
+}
+
+std::shared_ptr<platform::Interface> LMDaemonProxy::clientInterface()
+{
+    auto interface = platform::Interface::interfaceWithProtocolName("LMClientProtocol");
+    interface->addOperation(
+        "stopRecordingWithError:movieURL:", [](const platform::ObjectRef& target, const std::vector<Value>& arguments) {
+            const auto client = std::dynamic_pointer_cast<LMClientProtocol>(target);
+            if (!client || arguments.size() != 2 || !(arguments[0].isNull() || arguments[0].objectAs<platform::Error>())
+                || !(arguments[1].isNull() || arguments[1].isURL())) {
+                return false;
+            }
+            client->stopRecordingWithError_movieURL(arguments[0].objectAs<platform::Error>(), arguments[1].url());
+            return true;
+        });
+    interface->addOperation(
+        "updateBroadcastServiceInfo:", [](const platform::ObjectRef& target, const std::vector<Value>& arguments) {
+            const auto client = std::dynamic_pointer_cast<LMClientProtocol>(target);
+            if (!client || arguments.size() != 1 || !(arguments[0].isNull() || arguments[0].isDictionary())) {
+                return false;
+            }
+            client->updateBroadcastServiceInfo(arguments[0].dictionary());
+            return true;
+        });
+    return interface;
+}
+
 std::optional<platform::URL> LMDaemonProxy::cannedMovieURL()
 {
     const auto bundle = LMExtensions::_lmFrameworkBundle();
