@@ -59,7 +59,7 @@ public:
     /// exported object and delivers it as `receiveInvocation` does. A message
     /// the interface does not declare, or whose arguments do not fit, is
     /// logged and dropped when it is performed.
-    void receiveMessage(std::string selector, std::vector<Value> arguments);
+    void receiveMessage(const std::string& selector, std::vector<Value> arguments);
 
     [[nodiscard]] std::string className() const override { return "ServiceConnection"; }
 

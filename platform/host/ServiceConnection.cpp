@@ -31,7 +31,7 @@ void ServiceConnection::setExportedObject(const ObjectRef& object)
     exportedObject_.store(object);
 }
 
-void ServiceConnection::receiveMessage(std::string selector, std::vector<Value> arguments)
+void ServiceConnection::receiveMessage(const std::string& selector, std::vector<Value> arguments)
 {
     const auto interface = exportedInterface_.load();
     auto invocation = std::make_shared<Invocation>(exportedObject_.load().lock(), selector, std::move(arguments),

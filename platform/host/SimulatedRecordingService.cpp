@@ -105,7 +105,7 @@ void SimulatedRecordingService::announceBroadcastServiceInfo(const DictionaryRef
 
 void SimulatedRecordingService::sendMessage(std::string selector, std::vector<Value> arguments)
 {
-    clientConnection()->receiveMessage(std::move(selector), std::move(arguments));
+    clientConnection()->receiveMessage(selector, std::move(arguments));
 }
 
 } // namespace lumora::platform::host
