@@ -1,10 +1,12 @@
 #pragma once
 
 #include "platform/DispatchQueue.h"
+#include "platform/Interface.h"
 #include "platform/Invocation.h"
 #include "platform/Noncopyable.h"
 #include "platform/Object.h"
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -48,12 +50,26 @@ public:
     /// delivery on the connection's thread.
     void receiveInvocation(std::shared_ptr<Invocation> invocation, bool isReply);
 
+    /// What this side exports: the messages the service may send unasked, and
+    /// the object they are performed on (held weakly).
+    void setExportedInterface(std::shared_ptr<Interface> interface);
+    void setExportedObject(const ObjectRef& object);
+    /// Called by the transport when the service sends a message of its own:
+    /// decodes it through the exported interface into an invocation of the
+    /// exported object and delivers it as `receiveInvocation` does. A message
+    /// the interface does not declare, or whose arguments do not fit, is
+    /// logged and dropped when it is performed.
+    void receiveMessage(const std::string& selector, std::vector<Value> arguments);
+
     [[nodiscard]] std::string className() const override { return "ServiceConnection"; }
 
 private:
     std::string serviceName_;
     std::weak_ptr<ServiceConnectionDelegate> delegate_;
     std::shared_ptr<DispatchQueue> queue_;
+    // Set by the application's side, read by the transport's thread.
+    std::atomic<std::shared_ptr<Interface>> exportedInterface_;
+    std::atomic<std::weak_ptr<Object>> exportedObject_;
 };
 
 } // namespace lumora::platform

@@ -1,8 +1,10 @@
 #include "recording/LMDaemonProxy.h"
 
+#include "broadcast/LMBroadcastController.h"
 #include "platform/DispatchQueue.h"
 #include "platform/LocalRecordingService.h"
 #include "platform/Log.h"
+#include "platform/Protocol.h"
 #include "recording/LMExtensions.h"
 #include "recording/LMScreenRecorder.h"
 
@@ -25,6 +27,42 @@ std::shared_ptr<LMDaemonProxy> LMDaemonProxy::daemonProxy()
         shared = new const std::shared_ptr<LMDaemonProxy>(std::make_shared<LMDaemonProxy>());
     });
     return *shared;
+}
+
+void LMDaemonProxy::setConnection(std::shared_ptr<platform::ServiceConnection> connection)
+{
+    connection_ = std::move(connection);
+    if (!connection_) {
+        return;
+    }
+    connection_->setDelegate(sharedFrom(this));
+    connection_->setExportedInterface(clientInterface());
+    connection_->setExportedObject(sharedFrom(this));
+}
+
+std::shared_ptr<platform::Interface> LMDaemonProxy::clientInterface()
+{
+    auto interface = platform::Interface::interfaceWithProtocolName("LMClientProtocol");
+    interface->addOperation(
+        "stopRecordingWithError:movieURL:", [](const platform::ObjectRef& target, const std::vector<Value>& arguments) {
+            const auto client = std::dynamic_pointer_cast<LMClientProtocol>(target);
+            if (!client || arguments.size() != 2 || !(arguments[0].isNull() || arguments[0].objectAs<platform::Error>())
+                || !(arguments[1].isNull() || arguments[1].isURL())) {
+                return false;
+            }
+            client->stopRecordingWithError_movieURL(arguments[0].objectAs<platform::Error>(), arguments[1].url());
+            return true;
+        });
+    interface->addOperation(
+        "updateBroadcastServiceInfo:", [](const platform::ObjectRef& target, const std::vector<Value>& arguments) {
+            const auto client = std::dynamic_pointer_cast<LMClientProtocol>(target);
+            if (!client || arguments.size() != 1 || !(arguments[0].isNull() || arguments[0].isDictionary())) {
+                return false;
+            }
+            client->updateBroadcastServiceInfo(arguments[0].dictionary());
+            return true;
+        });
+    return interface;
 }
 
 std::optional<platform::URL> LMDaemonProxy::cannedMovieURL()
@@ -129,9 +167,21 @@ void LMDaemonProxy::stopRecordingWithError_movieURL(
     LMScreenRecorder::sharedRecorder()->stopRecordingWithError_movieURL(error, movieURL);
 }
 
-void LMDaemonProxy::updateBroadcastServiceInfo(const platform::DictionaryRef& /*serviceInfo*/)
+void LMDaemonProxy::updateBroadcastServiceInfo(const platform::DictionaryRef& serviceInfo)
 {
     Log::ordinary("LMDaemonProxy: updateBroadcastServiceInfo:");
+    // The report stays on the connection's thread; with no broadcast using the
+    // recorder it goes nowhere.
+    const auto controller = LMScreenRecorder::sharedRecorder()->activeBroadcastController();
+    if (!controller) {
+        return;
+    }
+    controller->setServiceInfo(serviceInfo);
+    if (const auto delegate
+        = platform::answering<LMBroadcastControllerDelegate::BroadcastController_didUpdateServiceInfo>(
+            controller->delegate())) {
+        delegate->broadcastController_didUpdateServiceInfo(controller, serviceInfo);
+    }
 }
 
 void LMDaemonProxy::connection_handleInvocation_isReply(

@@ -27,10 +27,15 @@ public:
 
     LMDaemonProxy() = default;
 
-    /// The connection to the service. The local proxy never sets it.
+    /// The connection to the service. The local proxy never makes one; given
+    /// one, the proxy becomes its delegate and receives the service's calls
+    /// (`clientInterface`) over it.
     [[nodiscard]] const std::shared_ptr<platform::ServiceConnection>& connection() const { return connection_; }
     /// Replaces the connection to the service.
-    void setConnection(std::shared_ptr<platform::ServiceConnection> connection) { connection_ = std::move(connection); }
+    void setConnection(std::shared_ptr<platform::ServiceConnection> connection);
+    /// The calls the service may make into the application, as they cross
+    /// the connection: each argument is checked before it is handed on.
+    static std::shared_ptr<platform::Interface> clientInterface();
 
     // LMDaemonProtocol
     void

@@ -361,9 +361,9 @@ void LMScreenRecorder::stopReply(const std::optional<platform::URL>& movieURL, c
     }
     // Neither a movie nor an error: the end of a broadcast that produced no
     // movie. Only then is the broadcast's controller let go.
-    if (activeBroadcastController_) {
+    if (activeBroadcastController_.load()) {
         // The controller goes once the handler has run.
-        const auto controller = std::exchange(activeBroadcastController_, nullptr);
+        const auto controller = activeBroadcastController_.exchange(nullptr);
         handler(nullptr, nullptr);
     }
 }
@@ -593,7 +593,7 @@ void LMScreenRecorder::clientDidBecomeActive()
     }
     LMDaemonProxy::daemonProxy()->clientDidBecomeActiveWithBundleID(mainBundleIdentifier());
     // A broadcast is resumed by its controller, not here.
-    if (recording_ && !activeBroadcastController_) {
+    if (recording_ && !activeBroadcastController_.load()) {
         resumeRecording();
     }
 }

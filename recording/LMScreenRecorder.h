@@ -14,6 +14,7 @@
 #include "recording/LMScreenRecorderDelegate.h"
 #include "recording/LMSystemRecordingIndicatorWindow.h"
 
+#include <atomic>
 #include <concepts>
 #include <cstdint>
 #include <functional>
@@ -299,15 +300,16 @@ public:
     {
         systemRecordingIndicatorWindow_ = std::move(window);
     }
-    /// The controller of the broadcast in progress, if any.
-    [[nodiscard]] const std::shared_ptr<LMBroadcastController>& activeBroadcastController() const
+    /// The controller of the broadcast using the recorder, held strongly while
+    /// it runs. The service's reports read it on the connection's thread.
+    [[nodiscard]] std::shared_ptr<LMBroadcastController> activeBroadcastController() const
     {
-        return activeBroadcastController_;
+        return activeBroadcastController_.load();
     }
     /// Replaces the controller of the broadcast in progress.
     void setActiveBroadcastController(std::shared_ptr<LMBroadcastController> controller)
     {
-        activeBroadcastController_ = std::move(controller);
+        activeBroadcastController_.store(std::move(controller));
     }
 
     // KeyValueObservable: "microphoneEnabled" and "cameraEnabled" (booleans).
@@ -363,7 +365,9 @@ private:
     std::optional<platform::Date> systemRecordingQuickPanelEndClipStartTime_;
     std::optional<platform::Date> systemRecordingQuickPanelEndClipEndTime_;
     std::shared_ptr<LMSystemRecordingIndicatorWindow> systemRecordingIndicatorWindow_;
-    std::shared_ptr<LMBroadcastController> activeBroadcastController_;
+    // Set and cleared on the MainQueue, read by the service's reports on the
+    // connection's thread.
+    std::atomic<std::shared_ptr<LMBroadcastController>> activeBroadcastController_;
 };
 
 } // namespace lumora

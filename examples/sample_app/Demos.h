@@ -13,5 +13,6 @@ void runRecordingDemo();
 void runPreviewDemo();
 void runUploadDemo();
 void runSupportServicesDemo();
+void runBroadcastControllerDemo();
 
 } // namespace lumora::sample

@@ -17,5 +17,6 @@ int main()
     lumora::sample::runPreviewDemo();
     lumora::sample::runUploadDemo();
     lumora::sample::runSupportServicesDemo();
+    lumora::sample::runBroadcastControllerDemo();
     return 0;
 }

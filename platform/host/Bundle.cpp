@@ -3,6 +3,7 @@
 #include "platform/Locale.h"
 #include "platform/PropertyList.h"
 #include "platform/host/SimulatedDevice.h"
+#include "platform/host/SimulatedProcess.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -70,6 +71,10 @@ std::shared_ptr<Bundle> Bundle::bundleWithIdentifier(const std::string& identifi
 
 std::shared_ptr<Bundle> Bundle::mainBundle()
 {
+    // Code of an extension runs in the extension's process.
+    if (auto extensionBundle = host::SimulatedProcess::currentMainBundle()) {
+        return extensionBundle;
+    }
     return host::SimulatedDevice::shared().mainBundle();
 }
 

@@ -4,6 +4,7 @@
 #include "platform/DispatchQueue.h"
 
 #include "platform/host/PlatformThreads.h"
+#include "platform/host/SimulatedProcess.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -245,7 +246,8 @@ void postToPlatformThread(std::function<void()> task)
     // Never destroyed, like the MainQueue: deliveries may chain while the process exits.
     // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
     static auto* platformQueue = new ConcurrentQueue("com.lumora.platform.delivery");
-    platformQueue->async(std::move(task));
+    // A delivery belongs to the process that asked for it.
+    platformQueue->async(SimulatedProcess::bindToCurrentProcess(std::move(task)));
 }
 
 bool waitForPlatformThreadsIdle(std::chrono::milliseconds timeout)

@@ -10,9 +10,9 @@ namespace lumora::platform::host {
 /// lookups). Work posted here runs concurrently, in no promised order.
 void postToPlatformThread(std::function<void()> task);
 
-/// Waits, for at most `timeout`, until no task posted to a platform thread or
-/// to a dispatch queue other than the MainQueue is queued or running. Returns
-/// whether they are idle.
-bool waitForPlatformThreadsIdle(std::chrono::milliseconds timeout);
+/// Waits, for at most `timeout`, until no work posted to the platform threads
+/// is queued or running (work posted meanwhile included). False on timeout.
+/// Lets a test decide the order in which the platform delivers answers.
+bool waitForPlatformThreadsIdle(std::chrono::milliseconds timeout = std::chrono::seconds(5));
 
 } // namespace lumora::platform::host

@@ -3,6 +3,7 @@
 #include "platform/Runtime.h"
 #include "platform/host/PlatformThreads.h"
 #include "platform/host/SimulatedDevice.h"
+#include "platform/host/SimulatedProcess.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -53,6 +54,7 @@ void SimulatedExtensions::reset()
         std::lock_guard lock(mutex_);
         installed_.clear();
         lookupError_.reset();
+        outcomes_.clear();
         ended.swap(requests_);
     }
     for (const auto& request : ended) {
@@ -71,7 +73,7 @@ void SimulatedExtensions::installExtension(
 {
     std::lock_guard lock(mutex_);
     installed_[std::move(identifier)]
-        = Installed { attributes ? std::move(attributes) : std::make_shared<const Dictionary>(), std::move(factory),
+        = Installed { attributes ? std::move(attributes) : std::make_shared<const Dictionary>(), std::move(factory), {},
               {} };
 }
 
@@ -89,6 +91,30 @@ std::vector<std::string> SimulatedExtensions::installedExtensionIdentifiers() co
         identifiers.push_back(identifier);
     }
     return identifiers;
+}
+
+std::shared_ptr<Bundle> SimulatedExtensions::setExtensionBundle(
+    const std::string& identifier, const std::string& hostPath)
+{
+    auto bundle = SimulatedDevice::shared().installBundle(hostPath);
+    std::lock_guard lock(mutex_);
+    const auto found = installed_.find(identifier);
+    if (!bundle || found == installed_.end()) {
+        return nullptr;
+    }
+    found->second.bundle = bundle;
+    return bundle;
+}
+
+std::optional<ExtensionContext::Outcome> SimulatedExtensions::outcomeOfRequest(
+    const std::string& requestIdentifier) const
+{
+    std::lock_guard lock(mutex_);
+    const auto found = outcomes_.find(requestIdentifier);
+    if (found == outcomes_.end()) {
+        return std::nullopt;
+    }
+    return found->second;
 }
 
 void SimulatedExtensions::setLookupError(ErrorRef error)
@@ -242,17 +268,25 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
     }
 
     // The extension's side.
-    auto extensionContext = std::make_shared<ExtensionContext>(
-        std::move(inputItems), [requestIdentifier = request.identifier](const ExtensionContext::Outcome& /*outcome*/) {
+    auto extensionContext = std::make_shared<ExtensionContext>(std::move(inputItems),
+        [this, requestIdentifier = request.identifier](const ExtensionContext::Outcome& outcome) {
+            {
+                std::lock_guard lock(mutex_);
+                outcomes_.emplace(requestIdentifier, outcome);
+            }
             // Ending the request from the extension's own thread would release
             // the context while it is still in use: end it on another thread.
             postToPlatformThread(
                 [requestIdentifier] { SimulatedDevice::shared().extensions().endRequest(requestIdentifier); });
         });
     extensionContext->setAuxiliaryConnection(extensionAuxiliary);
-    const auto extensionViewController = installed->factory
-        ? installed->factory(ExtensionRequestSide { request.identifier, extensionContext, extensionView })
-        : nullptr;
+    std::shared_ptr<ViewController> extensionViewController;
+    if (installed->factory) {
+        // The extension's code starts in the extension's own process.
+        const SimulatedProcess::Scope process(installed->bundle);
+        extensionViewController
+            = installed->factory(ExtensionRequestSide { request.identifier, extensionContext, extensionView });
+    }
     if (!extensionViewController) {
         answer(request.identifier, remoteViewController, extensionError(Extension::LaunchFailedErrorCode));
         return;

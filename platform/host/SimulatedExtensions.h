@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Bundle.h"
 #include "platform/Error.h"
 #include "platform/Extension.h"
 #include "platform/ExtensionConnection.h"
@@ -78,6 +79,13 @@ public:
     /// Makes the extension `identifier` fail to start, with `error`, after the
     /// platform has made the host's side of a request (null: it starts).
     void setInstantiationError(const std::string& identifier, ErrorRef error);
+    /// Gives the installed extension `identifier` a bundle of its own (the
+    /// bundle directory at `hostPath`, installed on the device): its code then
+    /// runs in a process of its own whose main bundle that is (see
+    /// `SimulatedProcess`). Without one it runs as part of the application.
+    /// Returns the bundle, or null when the extension is not installed or the
+    /// bundle has no identifier.
+    std::shared_ptr<Bundle> setExtensionBundle(const std::string& identifier, const std::string& hostPath);
 
     // ---- Requests -------------------------------------------------------------------------
     /// The requests going on now, in the order they were made.
@@ -86,6 +94,10 @@ public:
     /// Ends a request as the extension's process exiting would: both of its
     /// connections become invalid and the extension's side is released.
     void endRequest(const std::string& requestIdentifier);
+    /// How the extension ended the request `requestIdentifier` (the items it
+    /// returned, or its cancelling error), kept after the request is gone
+    /// until the next reset; nullopt while it has not ended it.
+    [[nodiscard]] std::optional<ExtensionContext::Outcome> outcomeOfRequest(const std::string& requestIdentifier) const;
 
     // ---- For the platform's implementation ---------------------------------------------
     std::shared_ptr<Extension> lookUpExtension(const std::string& identifier, ErrorRef* error) const;
@@ -99,6 +111,7 @@ private:
         DictionaryRef attributes;
         ViewControllerFactory factory;
         ErrorRef instantiationError;
+        std::shared_ptr<Bundle> bundle;
     };
 
     void startRequest(const std::string& identifier, const DictionaryRef& attributes, ExtensionItems inputItems,
@@ -109,6 +122,7 @@ private:
     std::map<std::string, Installed> installed_;
     ErrorRef lookupError_;
     std::vector<Request> requests_;
+    std::map<std::string, ExtensionContext::Outcome> outcomes_;
     std::mt19937_64 random_ { std::random_device {}() };
 };
 

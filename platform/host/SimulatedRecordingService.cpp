@@ -12,6 +12,7 @@ void SimulatedRecordingService::reset()
     stopAnswer_.reset();
     microphoneConsent_ = true;
     cameraConsent_ = true;
+    connection_.reset();
 }
 
 void SimulatedRecordingService::recordRequest(std::string message, std::vector<Value> arguments)
@@ -80,6 +81,31 @@ LocalRecordingService::StopAnswer SimulatedRecordingService::answerStop(const st
 {
     std::lock_guard lock(mutex_);
     return stopAnswer_ ? *stopAnswer_ : LocalRecordingService::StopAnswer { cannedMovieURL, nullptr };
+}
+
+std::shared_ptr<ServiceConnection> SimulatedRecordingService::clientConnection()
+{
+    std::lock_guard lock(mutex_);
+    if (!connection_) {
+        connection_ = std::make_shared<ServiceConnection>("com.lumora.recordingservice");
+    }
+    return connection_;
+}
+
+void SimulatedRecordingService::announceStop(const ErrorRef& error, const std::optional<URL>& movieURL)
+{
+    sendMessage("stopRecordingWithError:movieURL:",
+        { Value(std::const_pointer_cast<Error>(error)), movieURL ? Value(*movieURL) : Value() });
+}
+
+void SimulatedRecordingService::announceBroadcastServiceInfo(const DictionaryRef& serviceInfo)
+{
+    sendMessage("updateBroadcastServiceInfo:", { Value(serviceInfo) });
+}
+
+void SimulatedRecordingService::sendMessage(std::string selector, std::vector<Value> arguments)
+{
+    clientConnection()->receiveMessage(selector, std::move(arguments));
 }
 
 } // namespace lumora::platform::host

@@ -2,8 +2,10 @@
 
 #include "platform/Error.h"
 #include "platform/LocalRecordingService.h"
+#include "platform/ServiceConnection.h"
 #include "platform/Value.h"
 
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -43,6 +45,19 @@ public:
     void setStopAnswer(std::optional<URL> movieURL, ErrorRef error);
     [[nodiscard]] LocalRecordingService::StopAnswer answerStop(const std::optional<URL>& cannedMovieURL) const;
 
+    // ---- Calls of the service into the application ------------------------------------
+    /// The application's end of its connection to the service, made on first
+    /// use (a reset makes the next use make a new one). Whoever stands for the
+    /// application's client gives it a delegate and an exported interface.
+    std::shared_ptr<ServiceConnection> clientConnection();
+    /// The service stops the recording on its own and says so.
+    void announceStop(const ErrorRef& error, const std::optional<URL>& movieURL);
+    /// The broadcast service reports new information about the broadcast.
+    void announceBroadcastServiceInfo(const DictionaryRef& serviceInfo);
+    /// Sends any message, as a misbehaving service might; it arrives on the
+    /// connection's thread like every call of the service.
+    void sendMessage(std::string selector, std::vector<Value> arguments);
+
 private:
     mutable std::mutex mutex_;
     std::vector<Request> requests_;
@@ -50,6 +65,7 @@ private:
     std::optional<LocalRecordingService::StopAnswer> stopAnswer_;
     bool microphoneConsent_ = true;
     bool cameraConsent_ = true;
+    std::shared_ptr<ServiceConnection> connection_;
 };
 
 } // namespace lumora::platform::host
