@@ -188,6 +188,34 @@ std::shared_ptr<Extension> SimulatedExtensions::lookUpExtension(const std::strin
     return std::make_shared<Extension>(identifier, found->second.attributes);
 }
 
+void SimulatedExtensions::findExtensions(const DictionaryRef& attributes, Extension::MatchingHandler handler) const
+{
+    std::vector<std::shared_ptr<Extension>> found;
+    ErrorRef error;
+    {
+        std::lock_guard lock(mutex_);
+        error = lookupError_;
+        const auto matches = [&attributes](const Installed& installed) {
+            return !attributes || std::all_of(attributes->begin(), attributes->end(), [&installed](const auto& entry) {
+                return installed.attributes->contains(entry.first)
+                    && installed.attributes->valueForKey(entry.first) == entry.second;
+            });
+        };
+        for (const auto& [identifier, installed] : installed_) {
+            if (!error && matches(installed)) {
+                found.push_back(std::make_shared<Extension>(identifier, installed.attributes));
+            }
+        }
+    }
+    if (!error && found.empty()) {
+        error = extensionError(Extension::NotFoundErrorCode);
+    }
+    if (handler) {
+        postToPlatformThread(
+            [handler = std::move(handler), found = std::move(found), error] { handler(found, error); });
+    }
+}
+
 void SimulatedExtensions::instantiateViewController(const std::string& identifier, const DictionaryRef& attributes,
     ExtensionItems inputItems, Extension::ViewControllerHandler handler)
 {

@@ -74,7 +74,8 @@ public:
     void installExtension(std::string identifier, DictionaryRef attributes, ViewControllerFactory factory);
     void uninstallExtension(const std::string& identifier);
     [[nodiscard]] std::vector<std::string> installedExtensionIdentifiers() const;
-    /// Makes every lookup by identifier fail with `error` (null: lookups work).
+    /// Makes every lookup, by identifier or by attributes, fail with `error`
+    /// (null: lookups work).
     void setLookupError(ErrorRef error);
     /// Makes the extension `identifier` fail to start, with `error`, after the
     /// platform has made the host's side of a request (null: it starts).
@@ -101,6 +102,7 @@ public:
 
     // ---- For the platform's implementation ---------------------------------------------
     std::shared_ptr<Extension> lookUpExtension(const std::string& identifier, ErrorRef* error) const;
+    void findExtensions(const DictionaryRef& attributes, Extension::MatchingHandler handler) const;
     void instantiateViewController(const std::string& identifier, const DictionaryRef& attributes,
         ExtensionItems inputItems, Extension::ViewControllerHandler handler);
     [[nodiscard]] std::shared_ptr<ExtensionContext> hostContext(
