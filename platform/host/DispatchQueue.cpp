@@ -189,13 +189,49 @@ bool MainQueue::isCurrent()
 
 namespace host {
 
-void postToPlatformThread(std::function<void()> task)
+namespace {
+
+// Work posted to the platform threads and not yet finished.
+struct PlatformWork {
+    std::mutex mutex;
+    std::condition_variable idle;
+    std::size_t pending = 0;
+};
+
+PlatformWork& platformWork()
 {
     // Never destroyed, like the MainQueue: deliveries may chain while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static auto* work = new PlatformWork;
+    return *work;
+}
+
+} // namespace
+
+void postToPlatformThread(std::function<void()> task)
+{
     // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
     static auto* platformQueue = new ConcurrentQueue("com.lumora.platform.delivery");
+    {
+        const std::lock_guard lock(platformWork().mutex);
+        ++platformWork().pending;
+    }
     // A delivery belongs to the process that asked for it.
-    platformQueue->async(SimulatedProcess::bindToCurrentProcess(std::move(task)));
+    platformQueue->async([task = SimulatedProcess::bindToCurrentProcess(std::move(task))] {
+        task();
+        auto& work = platformWork();
+        const std::lock_guard lock(work.mutex);
+        if (--work.pending == 0) {
+            work.idle.notify_all();
+        }
+    });
+}
+
+bool waitForPlatformThreadsIdle(std::chrono::milliseconds timeout)
+{
+    auto& work = platformWork();
+    std::unique_lock lock(work.mutex);
+    return work.idle.wait_for(lock, timeout, [&work] { return work.pending == 0; });
 }
 
 } // namespace host
