@@ -2,6 +2,7 @@
 
 #include "platform/host/HostClock.h"
 #include "platform/host/SimulatedApplication.h"
+#include "platform/host/SimulatedBroadcastPicker.h"
 #include "platform/host/SimulatedExtensions.h"
 #include "platform/host/SimulatedHardware.h"
 #include "platform/host/SimulatedMedia.h"
@@ -43,6 +44,13 @@ void SimulatedDevice::reset()
     restrictions().reset();
     media().reset();
     recordingService().reset();
+    broadcastPicker().reset(extensions());
+}
+
+SimulatedBroadcastPicker& SimulatedDevice::broadcastPicker()
+{
+    static SimulatedBroadcastPicker picker;
+    return picker;
 }
 
 SimulatedApplication& SimulatedDevice::application()

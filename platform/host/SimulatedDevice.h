@@ -15,6 +15,7 @@
 namespace lumora::platform::host {
 
 class SimulatedApplication;
+class SimulatedBroadcastPicker;
 class SimulatedExtensions;
 class SimulatedHardware;
 class SimulatedPhotoLibrary;
@@ -87,6 +88,8 @@ public:
     SimulatedMedia& media();
     /// The recording service behind the local proxy: requests seen, start answers.
     SimulatedRecordingService& recordingService();
+    /// The system's broadcast picker extension and the service chosen in it.
+    SimulatedBroadcastPicker& broadcastPicker();
     // ---- Sandbox ---------------------------------------------------------------
     /// Grants the process the access a sandbox token carries (here it only
     /// records the token; nullopt: the process was given no token). Returns

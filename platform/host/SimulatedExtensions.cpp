@@ -55,6 +55,7 @@ void SimulatedExtensions::reset()
         installed_.clear();
         lookupError_.reset();
         outcomes_.clear();
+        outcomeObservers_.clear();
         ended.swap(requests_);
     }
     for (const auto& request : ended) {
@@ -167,6 +168,22 @@ void SimulatedExtensions::endRequest(const std::string& requestIdentifier)
         ended->hostViewConnection->invalidate();
     }
     // The extension's side is released here, outside the lock.
+}
+
+void SimulatedExtensions::observeOutcomeOfRequest(
+    const std::string& requestIdentifier, std::function<void(const ExtensionContext::Outcome&)> observer)
+{
+    std::optional<ExtensionContext::Outcome> outcome;
+    {
+        std::lock_guard lock(mutex_);
+        const auto found = outcomes_.find(requestIdentifier);
+        if (found == outcomes_.end()) {
+            outcomeObservers_.emplace(requestIdentifier, std::move(observer));
+            return;
+        }
+        outcome = found->second;
+    }
+    postToPlatformThread([observer = std::move(observer), outcome = *outcome] { observer(outcome); });
 }
 
 std::shared_ptr<Extension> SimulatedExtensions::lookUpExtension(const std::string& identifier, ErrorRef* error) const
@@ -298,9 +315,18 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
     // The extension's side.
     auto extensionContext = std::make_shared<ExtensionContext>(std::move(inputItems),
         [this, requestIdentifier = request.identifier](const ExtensionContext::Outcome& outcome) {
+            std::vector<std::function<void(const ExtensionContext::Outcome&)>> observers;
             {
                 std::lock_guard lock(mutex_);
                 outcomes_.emplace(requestIdentifier, outcome);
+                const auto [first, last] = outcomeObservers_.equal_range(requestIdentifier);
+                for (auto observer = first; observer != last; ++observer) {
+                    observers.push_back(std::move(observer->second));
+                }
+                outcomeObservers_.erase(first, last);
+            }
+            for (auto& observer : observers) {
+                postToPlatformThread([observer = std::move(observer), outcome] { observer(outcome); });
             }
             // Ending the request from the extension's own thread would release
             // the context while it is still in use: end it on another thread.

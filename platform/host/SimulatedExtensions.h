@@ -99,6 +99,10 @@ public:
     /// returned, or its cancelling error), kept after the request is gone
     /// until the next reset; nullopt while it has not ended it.
     [[nodiscard]] std::optional<ExtensionContext::Outcome> outcomeOfRequest(const std::string& requestIdentifier) const;
+    /// Calls `observer` once, on a platform thread, when the extension ends
+    /// the request `requestIdentifier` (at once when it already has).
+    void observeOutcomeOfRequest(
+        const std::string& requestIdentifier, std::function<void(const ExtensionContext::Outcome&)> observer);
 
     // ---- For the platform's implementation ---------------------------------------------
     std::shared_ptr<Extension> lookUpExtension(const std::string& identifier, ErrorRef* error) const;
@@ -125,6 +129,7 @@ private:
     ErrorRef lookupError_;
     std::vector<Request> requests_;
     std::map<std::string, ExtensionContext::Outcome> outcomes_;
+    std::multimap<std::string, std::function<void(const ExtensionContext::Outcome&)>> outcomeObservers_;
     std::mt19937_64 random_ { std::random_device {}() };
 };
 
