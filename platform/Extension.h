@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace lumora::platform {
 
@@ -51,11 +52,26 @@ public:
     /// The run-time name of the host-side context class (an
     /// `ExtensionContext` subclass); absent: `ExtensionContext`.
     static constexpr std::string_view HostContextClassAttribute = "ExtensionHostContextClass";
+    /// When the extension is offered (a dictionary of rules; share extensions).
+    static constexpr std::string_view ActivationRuleAttribute = "ExtensionActivationRule";
+    /// Rule: the extension takes a live Lumo stream (a Boolean).
+    static constexpr std::string_view ActivationSupportsLumoStreamingRule = "ExtensionActivationSupportsLumoStreaming";
+
+    /// The answer to a query by attributes: the matching extensions and an
+    /// error (null on success; then the list is empty).
+    using MatchingHandler
+        = std::function<void(const std::vector<std::shared_ptr<Extension>>& extensions, const ErrorRef& error)>;
 
     /// The installed extension with `identifier`. When there is none, or the
     /// lookup fails, the result is null and `error` (when given) receives the
     /// reason; on success `error` is left as it is.
     static std::shared_ptr<Extension> extensionWithIdentifier_error(const std::string& identifier, ErrorRef* error);
+
+    /// Finds the installed extensions whose attributes hold every entry of
+    /// `attributes` with an equal value, and answers `completion` once, on a
+    /// platform thread. None matching is an error.
+    static void extensionsWithMatchingAttributes_completion(
+        const DictionaryRef& attributes, MatchingHandler completion);
 
     Extension(std::string identifier, DictionaryRef attributes);
 

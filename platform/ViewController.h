@@ -12,6 +12,8 @@
 
 namespace lumora::platform {
 
+class PopoverPresentationController;
+
 /// Manages one view and its life cycle; the base class of every screen of an
 /// application.
 ///
@@ -95,8 +97,14 @@ public:
     /// Dismisses the controller this one presents (or, when it presents none,
     /// the presentation that shows this one); `completion` runs on the
     /// MainQueue afterwards.
-    void dismissViewControllerAnimated_completion(bool animated, std::function<void()> completion);
+    virtual void dismissViewControllerAnimated_completion(bool animated, std::function<void()> completion);
     [[nodiscard]] const std::shared_ptr<ViewController>& presentedViewController() const { return presented_; }
+    /// How the controller is anchored when presented as a popover; null
+    /// unless the controller makes one.
+    [[nodiscard]] virtual std::shared_ptr<PopoverPresentationController> popoverPresentationController() const
+    {
+        return nullptr;
+    }
     [[nodiscard]] std::shared_ptr<ViewController> presentingViewController() const { return presenting_.lock(); }
 
     [[nodiscard]] std::string className() const override { return "ViewController"; }

@@ -2,9 +2,15 @@
 
 #include "platform/Bundle.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
+
+namespace lumora::platform {
+class ShareActivity;
+} // namespace lumora::platform
 
 namespace lumora {
 
@@ -35,6 +41,15 @@ public:
     /// localization.
     static std::optional<std::string> _lmLocalizedStringFromFrameworkBundleWithKey_bundleID(
         const std::string& key, const std::string& bundleID);
+
+    /// Receives the streaming share activities.
+    using StreamActivitiesCompletion
+        = std::function<void(const std::vector<std::shared_ptr<platform::ShareActivity>>& activities)>;
+    /// Lists, as share activities and in the platform's order, the installed
+    /// share extensions whose activation rule declares that they take a live
+    /// Lumo stream. `completion` is called once, on the thread the platform
+    /// answers on; a failed query gives an empty list.
+    static void streamActivitiesWithCompletion(StreamActivitiesCompletion completion);
 };
 
 } // namespace lumora

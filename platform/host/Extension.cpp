@@ -10,6 +10,11 @@ std::shared_ptr<Extension> Extension::extensionWithIdentifier_error(const std::s
     return host::SimulatedDevice::shared().extensions().lookUpExtension(identifier, error);
 }
 
+void Extension::extensionsWithMatchingAttributes_completion(const DictionaryRef& attributes, MatchingHandler completion)
+{
+    host::SimulatedDevice::shared().extensions().findExtensions(attributes, std::move(completion));
+}
+
 Extension::Extension(std::string identifier, DictionaryRef attributes)
     : identifier_(std::move(identifier)),
       attributes_(attributes ? std::move(attributes) : std::make_shared<const Dictionary>())

@@ -2,6 +2,7 @@
 
 #include "platform/host/HostClock.h"
 #include "platform/host/SimulatedApplication.h"
+#include "platform/host/SimulatedBroadcastPicker.h"
 #include "platform/host/SimulatedExtensions.h"
 #include "platform/host/SimulatedFileSystem.h"
 #include "platform/host/SimulatedHardware.h"
@@ -48,6 +49,13 @@ void SimulatedDevice::reset()
     recordingService().reset();
     fileSystem().reset();
     storeCatalogue().reset();
+    broadcastPicker().reset(extensions());
+}
+
+SimulatedBroadcastPicker& SimulatedDevice::broadcastPicker()
+{
+    static SimulatedBroadcastPicker picker;
+    return picker;
 }
 
 SimulatedApplication& SimulatedDevice::application()

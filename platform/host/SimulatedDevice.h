@@ -16,6 +16,7 @@
 namespace lumora::platform::host {
 
 class SimulatedApplication;
+class SimulatedBroadcastPicker;
 class SimulatedExtensions;
 class SimulatedFileSystem;
 class SimulatedHardware;
@@ -103,6 +104,8 @@ public:
     SimulatedFileSystem& fileSystem();
     /// The application store's catalogue that store lookups query.
     SimulatedStoreCatalogue& storeCatalogue();
+    /// The system's broadcast picker extension and the service chosen in it.
+    SimulatedBroadcastPicker& broadcastPicker();
     // ---- Sandbox ---------------------------------------------------------------
     /// Grants the process the access a sandbox token carries (here it only
     /// records the token; nullopt: the process was given no token). Returns

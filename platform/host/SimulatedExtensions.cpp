@@ -55,6 +55,7 @@ void SimulatedExtensions::reset()
         installed_.clear();
         lookupError_.reset();
         outcomes_.clear();
+        outcomeObservers_.clear();
         ended.swap(requests_);
     }
     for (const auto& request : ended) {
@@ -169,6 +170,22 @@ void SimulatedExtensions::endRequest(const std::string& requestIdentifier)
     // The extension's side is released here, outside the lock.
 }
 
+void SimulatedExtensions::observeOutcomeOfRequest(
+    const std::string& requestIdentifier, std::function<void(const ExtensionContext::Outcome&)> observer)
+{
+    std::optional<ExtensionContext::Outcome> outcome;
+    {
+        std::lock_guard lock(mutex_);
+        const auto found = outcomes_.find(requestIdentifier);
+        if (found == outcomes_.end()) {
+            outcomeObservers_.emplace(requestIdentifier, std::move(observer));
+            return;
+        }
+        outcome = found->second;
+    }
+    postToPlatformThread([observer = std::move(observer), outcome = *outcome] { observer(outcome); });
+}
+
 std::shared_ptr<Extension> SimulatedExtensions::lookUpExtension(const std::string& identifier, ErrorRef* error) const
 {
     std::lock_guard lock(mutex_);
@@ -186,6 +203,34 @@ std::shared_ptr<Extension> SimulatedExtensions::lookUpExtension(const std::strin
         return nullptr;
     }
     return std::make_shared<Extension>(identifier, found->second.attributes);
+}
+
+void SimulatedExtensions::findExtensions(const DictionaryRef& attributes, Extension::MatchingHandler handler) const
+{
+    std::vector<std::shared_ptr<Extension>> found;
+    ErrorRef error;
+    {
+        std::lock_guard lock(mutex_);
+        error = lookupError_;
+        const auto matches = [&attributes](const Installed& installed) {
+            return !attributes || std::all_of(attributes->begin(), attributes->end(), [&installed](const auto& entry) {
+                return installed.attributes->contains(entry.first)
+                    && installed.attributes->valueForKey(entry.first) == entry.second;
+            });
+        };
+        for (const auto& [identifier, installed] : installed_) {
+            if (!error && matches(installed)) {
+                found.push_back(std::make_shared<Extension>(identifier, installed.attributes));
+            }
+        }
+    }
+    if (!error && found.empty()) {
+        error = extensionError(Extension::NotFoundErrorCode);
+    }
+    if (handler) {
+        postToPlatformThread(
+            [handler = std::move(handler), found = std::move(found), error] { handler(found, error); });
+    }
 }
 
 void SimulatedExtensions::instantiateViewController(const std::string& identifier, const DictionaryRef& attributes,
@@ -270,9 +315,18 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
     // The extension's side.
     auto extensionContext = std::make_shared<ExtensionContext>(std::move(inputItems),
         [this, requestIdentifier = request.identifier](const ExtensionContext::Outcome& outcome) {
+            std::vector<std::function<void(const ExtensionContext::Outcome&)>> observers;
             {
                 std::lock_guard lock(mutex_);
                 outcomes_.emplace(requestIdentifier, outcome);
+                const auto [first, last] = outcomeObservers_.equal_range(requestIdentifier);
+                for (auto observer = first; observer != last; ++observer) {
+                    observers.push_back(std::move(observer->second));
+                }
+                outcomeObservers_.erase(first, last);
+            }
+            for (auto& observer : observers) {
+                postToPlatformThread([observer = std::move(observer), outcome] { observer(outcome); });
             }
             // Ending the request from the extension's own thread would release
             // the context while it is still in use: end it on another thread.

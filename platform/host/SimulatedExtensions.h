@@ -74,7 +74,8 @@ public:
     void installExtension(std::string identifier, DictionaryRef attributes, ViewControllerFactory factory);
     void uninstallExtension(const std::string& identifier);
     [[nodiscard]] std::vector<std::string> installedExtensionIdentifiers() const;
-    /// Makes every lookup by identifier fail with `error` (null: lookups work).
+    /// Makes every lookup, by identifier or by attributes, fail with `error`
+    /// (null: lookups work).
     void setLookupError(ErrorRef error);
     /// Makes the extension `identifier` fail to start, with `error`, after the
     /// platform has made the host's side of a request (null: it starts).
@@ -98,9 +99,14 @@ public:
     /// returned, or its cancelling error), kept after the request is gone
     /// until the next reset; nullopt while it has not ended it.
     [[nodiscard]] std::optional<ExtensionContext::Outcome> outcomeOfRequest(const std::string& requestIdentifier) const;
+    /// Calls `observer` once, on a platform thread, when the extension ends
+    /// the request `requestIdentifier` (at once when it already has).
+    void observeOutcomeOfRequest(
+        const std::string& requestIdentifier, std::function<void(const ExtensionContext::Outcome&)> observer);
 
     // ---- For the platform's implementation ---------------------------------------------
     std::shared_ptr<Extension> lookUpExtension(const std::string& identifier, ErrorRef* error) const;
+    void findExtensions(const DictionaryRef& attributes, Extension::MatchingHandler handler) const;
     void instantiateViewController(const std::string& identifier, const DictionaryRef& attributes,
         ExtensionItems inputItems, Extension::ViewControllerHandler handler);
     [[nodiscard]] std::shared_ptr<ExtensionContext> hostContext(
@@ -123,6 +129,7 @@ private:
     ErrorRef lookupError_;
     std::vector<Request> requests_;
     std::map<std::string, ExtensionContext::Outcome> outcomes_;
+    std::multimap<std::string, std::function<void(const ExtensionContext::Outcome&)>> outcomeObservers_;
     std::mt19937_64 random_ { std::random_device {}() };
 };
 

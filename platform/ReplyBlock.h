@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/Object.h"
+#include "platform/Value.h"
+
+#include <functional>
+#include <utility>
+#include <vector>
+
+namespace lumora::platform {
+
+/// A completion sent along with a message over an extension connection: the
+/// receiver calls it with the reply's values and the sender's handler gets
+/// them. A reply block that is never called sends nothing back.
+class ReplyBlock final : public Object {
+public:
+    using Handler = std::function<void(const std::vector<Value>& reply)>;
+
+    explicit ReplyBlock(Handler handler) : handler_(std::move(handler)) { }
+
+    /// Sends `reply` back to the sender.
+    void callWithReply(const std::vector<Value>& reply) const
+    {
+        if (handler_) {
+            handler_(reply);
+        }
+    }
+
+    [[nodiscard]] std::string className() const override { return "ReplyBlock"; }
+
+private:
+    Handler handler_;
+};
+
+} // namespace lumora::platform
