@@ -31,7 +31,8 @@ public:
         }
         int lead = 0;
         if (animating_) {
-            lead = static_cast<int>(std::floor((Clock::uptime() - startedAt_) * Spokes)) % Spokes;
+            // The clock counts whole nanoseconds: a twelfth of a second is a hair short.
+            lead = static_cast<int>(std::floor((Clock::uptime() - startedAt_) * Spokes + 1e-6)) % Spokes;
             lead = (lead + Spokes) % Spokes;
         }
         const double outer = side / 2;
