@@ -3,6 +3,7 @@
 #include "platform/host/HostClock.h"
 #include "platform/host/SimulatedApplication.h"
 #include "platform/host/SimulatedBroadcastPicker.h"
+#include "platform/host/SimulatedDisplay.h"
 #include "platform/host/SimulatedExtensions.h"
 #include "platform/host/SimulatedFileSystem.h"
 #include "platform/host/SimulatedHardware.h"
@@ -12,6 +13,7 @@
 #include "platform/host/SimulatedRestrictions.h"
 #include "platform/host/SimulatedScreens.h"
 #include "platform/host/SimulatedStoreCatalogue.h"
+#include "platform/host/SimulatedTouchScreen.h"
 
 namespace lumora::platform::host {
 
@@ -50,6 +52,8 @@ void SimulatedDevice::reset()
     fileSystem().reset();
     storeCatalogue().reset();
     broadcastPicker().reset(extensions());
+    display().reset();
+    touchScreen().reset();
 }
 
 SimulatedBroadcastPicker& SimulatedDevice::broadcastPicker()
@@ -116,6 +120,18 @@ SimulatedStoreCatalogue& SimulatedDevice::storeCatalogue()
 {
     static SimulatedStoreCatalogue catalogue;
     return catalogue;
+}
+
+SimulatedDisplay& SimulatedDevice::display()
+{
+    static SimulatedDisplay display;
+    return display;
+}
+
+SimulatedTouchScreen& SimulatedDevice::touchScreen()
+{
+    static SimulatedTouchScreen touchScreen;
+    return touchScreen;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)

@@ -17,6 +17,7 @@ namespace lumora::platform::host {
 
 class SimulatedApplication;
 class SimulatedBroadcastPicker;
+class SimulatedDisplay;
 class SimulatedExtensions;
 class SimulatedFileSystem;
 class SimulatedHardware;
@@ -26,6 +27,7 @@ class SimulatedRecordingService;
 class SimulatedRestrictions;
 class SimulatedScreens;
 class SimulatedStoreCatalogue;
+class SimulatedTouchScreen;
 
 /// The development host's device: one coherent, scriptable, in-memory state
 /// behind every platform role. Tests and the sample app steer it (install
@@ -106,6 +108,10 @@ public:
     SimulatedStoreCatalogue& storeCatalogue();
     /// The system's broadcast picker extension and the service chosen in it.
     SimulatedBroadcastPicker& broadcastPicker();
+    /// What the screen shows: snapshots, running view animations.
+    SimulatedDisplay& display();
+    /// Fingers on the screen.
+    SimulatedTouchScreen& touchScreen();
     // ---- Sandbox ---------------------------------------------------------------
     /// Grants the process the access a sandbox token carries (here it only
     /// records the token; nullopt: the process was given no token). Returns

@@ -5,10 +5,12 @@
 #include "broadcast/LMBroadcastExtensionKeys.h"
 #include "platform/Extension.h"
 #include "platform/Image.h"
+#include "platform/ImageContext.h"
 #include "platform/PopoverPresentationController.h"
 #include "platform/PropertyList.h"
 #include "platform/View.h"
 #include "platform/Window.h"
+#include "platform/host/Bitmap.h"
 #include "platform/host/SimulatedApplication.h"
 #include "platform/host/SimulatedDevice.h"
 #include "platform/host/SimulatedExtensions.h"
@@ -23,6 +25,13 @@
 
 namespace lumora {
 namespace {
+
+// Writes a small real PNG file, as an app's icon would be.
+void writeIcon(const std::filesystem::path& path)
+{
+    const auto context = platform::ImageContext::beginImageContextWithOptions({ 2, 2 }, true, 1);
+    ASSERT_TRUE(platform::host::Bitmap::ofImage(context->imageFromCurrentImageContext().get()).writePNG(path.string()));
+}
 
 using platform::Rect;
 using platform::Value;
@@ -143,7 +152,7 @@ TEST_F(Picker, LoadsOnTheMainQueueWithTheExtensionEmbeddedAndTheHostInformationS
     (*info)[std::string(platform::Bundle::IconsKey)] = icons;
     ASSERT_TRUE(platform::PropertyList::writeValueToFile(
         info, (bundleDir / "Info.plist").string(), platform::PropertyList::Format::XML));
-    std::ofstream(bundleDir / "AppIcon60x60@2x.png") << "png";
+    writeIcon(bundleDir / "AppIcon60x60@2x.png");
     SimulatedDevice::shared().setMainBundle(bundleDir.string());
 
     const auto picker = load();
@@ -174,7 +183,7 @@ TEST_F(Picker, IconNamesComeFromAStringEntryOrTheFirstIconFileAndAnUnnamedAppSen
 {
     const auto bundleDir = std::filesystem::temp_directory_path() / ("picker-icons-" + std::to_string(::getpid()));
     std::filesystem::create_directories(bundleDir);
-    std::ofstream(bundleDir / "Plain.png") << "png";
+    writeIcon(bundleDir / "Plain.png");
     const auto loadWithPrimaryIcon = [&](Value primaryIcon) {
         auto icons = std::make_shared<platform::Dictionary>();
         (*icons)[std::string(platform::Bundle::PrimaryIconKey)] = std::move(primaryIcon);
