@@ -2,13 +2,18 @@
 
 #include "platform/Color.h"
 #include "platform/Geometry.h"
+#include "platform/Image.h"
 #include "platform/Object.h"
 #include "platform/RenderContext.h"
 
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace lumora::platform {
+
+class GraphicsContext;
 
 /// A node of the layer tree that the render server draws.
 ///
@@ -16,6 +21,11 @@ namespace lumora::platform {
 /// points up to its superlayer weakly. `zPosition` orders drawing among
 /// siblings (higher is drawn later, on top) without changing that order.
 /// Layers are used on the MainQueue.
+///
+/// Changes to `frame`, `bounds` and `opacity` made inside a view animation
+/// block become running animations of the layer: the properties take their
+/// new values at once, while the layer is shown moving towards them
+/// (`presentationLayer`) on the device clock.
 class Layer : public Object {
 public:
     Layer() = default;
@@ -34,12 +44,46 @@ public:
     void setMasksToBounds(bool masks) { masksToBounds_ = masks; }
     [[nodiscard]] bool isHidden() const { return hidden_; }
     void setHidden(bool hidden) { hidden_ = hidden; }
+    /// Stored as given; drawing and hit testing treat values below 0 as 0 and
+    /// above 1 as 1.
     [[nodiscard]] double opacity() const { return opacity_; }
-    void setOpacity(double opacity) { opacity_ = opacity; }
+    void setOpacity(double opacity);
     [[nodiscard]] const std::shared_ptr<Color>& backgroundColor() const { return backgroundColor_; }
     void setBackgroundColor(std::shared_ptr<Color> color) { backgroundColor_ = std::move(color); }
     [[nodiscard]] double cornerRadius() const { return cornerRadius_; }
     void setCornerRadius(double radius) { cornerRadius_ = radius; }
+
+    // ---- Content ---------------------------------------------------------------------
+    /// Where `contents` goes in the bounds.
+    enum class ContentsGravity : std::uint8_t {
+        Resize, ///< stretched over the bounds
+        Center, ///< at its own size, centred
+        TopLeft, ///< at its own size, in the top-left corner
+        ResizeAspect, ///< as large as fits, keeping its aspect, centred
+    };
+    /// An image drawn over the background colour at the image's own scale.
+    [[nodiscard]] const std::shared_ptr<Image>& contents() const { return contents_; }
+    void setContents(std::shared_ptr<Image> image) { contents_ = std::move(image); }
+    [[nodiscard]] ContentsGravity contentsGravity() const { return contentsGravity_; }
+    void setContentsGravity(ContentsGravity gravity) { contentsGravity_ = gravity; }
+    /// Draws content of the layer's own over the background colour and
+    /// `contents`, in bounds coordinates. Called whenever the layer is drawn;
+    /// the base class draws nothing.
+    virtual void drawInContext(GraphicsContext& context) const;
+    /// Whether the layer's class draws in `drawInContext`; the compositor
+    /// skips the call otherwise.
+    [[nodiscard]] virtual bool drawsContent() const { return false; }
+
+    // ---- Animations ---------------------------------------------------------------------
+    /// The keys of the running animations ("position", "opacity", ...).
+    [[nodiscard]] std::vector<std::string> animationKeys() const;
+    /// Stops every running animation. The layer stays where it was shown at
+    /// this moment: the shown values become the layer's values. Each
+    /// animation block that loses its last animation completes as not finished.
+    void removeAllAnimations();
+    /// A detached copy of this layer's properties (not its sublayers) as they
+    /// are shown now, running animations applied.
+    [[nodiscard]] std::shared_ptr<Layer> presentationLayer() const;
 
     [[nodiscard]] const std::vector<std::shared_ptr<Layer>>& sublayers() const { return sublayers_; }
     [[nodiscard]] std::shared_ptr<Layer> superlayer() const { return superlayer_.lock(); }
@@ -70,6 +114,8 @@ private:
     double opacity_ = 1;
     double cornerRadius_ = 0;
     std::shared_ptr<Color> backgroundColor_;
+    std::shared_ptr<Image> contents_;
+    ContentsGravity contentsGravity_ = ContentsGravity::Resize;
     std::vector<std::shared_ptr<Layer>> sublayers_;
     std::weak_ptr<Layer> superlayer_;
     std::shared_ptr<RenderContext> context_;

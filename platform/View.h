@@ -5,12 +5,16 @@
 #include "platform/Geometry.h"
 #include "platform/Layer.h"
 #include "platform/Object.h"
+#include "platform/Touch.h"
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
 namespace lumora::platform {
 
+class GestureRecognizer;
 class Window;
 
 /// A rectangle on screen that draws, holds subviews and takes touches.
@@ -19,10 +23,70 @@ class Window;
 /// tree: a subview's layer is a sublayer of its superview's layer. `frame` and
 /// `bounds` are the layer's. Subviews are held strongly in back-to-front
 /// order; the superview is held weakly. Views are used on the MainQueue.
+///
+/// Hit testing and coordinate conversion use where views are shown: a view
+/// in the middle of an animation is touched where the user sees it.
 class View : public Object {
 public:
+    /// Options of the animation operations (the platform's numbering).
+    using AnimationOptions = std::uint64_t;
+    static constexpr AnimationOptions AnimationOptionAllowUserInteraction = 1U << 1U;
+    static constexpr AnimationOptions AnimationOptionBeginFromCurrentState = 1U << 2U;
+    static constexpr AnimationOptions AnimationOptionCurveEaseInOut = 0U << 16U;
+    static constexpr AnimationOptions AnimationOptionCurveEaseIn = 1U << 16U;
+    static constexpr AnimationOptions AnimationOptionCurveEaseOut = 2U << 16U;
+    static constexpr AnimationOptions AnimationOptionCurveLinear = 3U << 16U;
+
+    /// How a view follows its superview's size changes (the platform's bits).
+    using AutoresizingMask = std::uint64_t;
+    static constexpr AutoresizingMask AutoresizingNone = 0;
+    static constexpr AutoresizingMask AutoresizingFlexibleLeftMargin = 1U << 0U;
+    static constexpr AutoresizingMask AutoresizingFlexibleWidth = 1U << 1U;
+    static constexpr AutoresizingMask AutoresizingFlexibleRightMargin = 1U << 2U;
+    static constexpr AutoresizingMask AutoresizingFlexibleTopMargin = 1U << 3U;
+    static constexpr AutoresizingMask AutoresizingFlexibleHeight = 1U << 4U;
+    static constexpr AutoresizingMask AutoresizingFlexibleBottomMargin = 1U << 5U;
+
+    /// What a view's shape contributes to a blurred backdrop view it is
+    /// registered with (`BackdropView::updateMaskViewsForView`); bits.
+    using BackdropMaskFlags = std::int64_t;
+    /// The view's shape is tinted lighter over the blur.
+    static constexpr BackdropMaskFlags BackdropMaskGrayscaleTint = 1;
+    static constexpr BackdropMaskFlags BackdropMaskColorTint = 2;
+    /// The view's shape is where the blur shows.
+    static constexpr BackdropMaskFlags BackdropMaskFilters = 4;
+
     View();
     explicit View(Rect frame);
+
+    // ---- Animations --------------------------------------------------------------------
+    /// Animates the changes `animations` makes to views' frames, centres,
+    /// bounds and alphas over `duration` seconds of the device clock,
+    /// starting after `delay`, along the curve the options name. The
+    /// properties take their new values at once; the views are shown moving
+    /// to them. A change to a property that is already animating starts from
+    /// where it is shown and replaces the running animation. `completion`
+    /// (may be empty) runs on the MainQueue once every animation of the
+    /// block has ended: `finished` is false when one was removed or replaced
+    /// first. With no change to animate, or a duration that is zero,
+    /// negative or not a number, the changes are made at once and the
+    /// completion is queued with `finished` true.
+    static void animateWithDuration_delay_options_animations_completion(double duration, double delay,
+        AnimationOptions options, const std::function<void()>& animations,
+        std::function<void(bool finished)> completion);
+    static void animateWithDuration_animations_completion(
+        double duration, const std::function<void()>& animations, std::function<void(bool finished)> completion);
+    static void animateWithDuration_animations(double duration, const std::function<void()>& animations);
+    /// The same with the motion of a damped spring that settles within
+    /// `duration`: `dampingRatio` 1 comes to rest without overshooting,
+    /// smaller values oscillate (values at or below 0 are taken as a very
+    /// small damping); `velocity` is the initial speed in units of the whole
+    /// distance per second. The curve options are ignored.
+    static void animateWithDuration_delay_usingSpringWithDamping_initialSpringVelocity_options_animations_completion(
+        double duration, double delay, double dampingRatio, double velocity, AnimationOptions options,
+        const std::function<void()>& animations, std::function<void(bool finished)> completion);
+    /// Runs `actions` with animation off, even inside an animation block.
+    static void performWithoutAnimation(const std::function<void()>& actions);
 
     [[nodiscard]] Rect frame() const { return layer_->frame(); }
     virtual void setFrame(Rect frame);
@@ -44,6 +108,15 @@ public:
     void setClipsToBounds(bool clips) { layer_->setMasksToBounds(clips); }
     [[nodiscard]] std::int64_t tag() const { return tag_; }
     void setTag(std::int64_t tag) { tag_ = tag; }
+    [[nodiscard]] AutoresizingMask autoresizingMask() const { return autoresizingMask_; }
+    void setAutoresizingMask(AutoresizingMask mask) { autoresizingMask_ = mask; }
+    [[nodiscard]] BackdropMaskFlags backdropMaskViewFlags() const { return backdropMaskViewFlags_; }
+    void setBackdropMaskViewFlags(BackdropMaskFlags flags) { backdropMaskViewFlags_ = flags; }
+
+    /// The size the view would like within `size`; by default its current size.
+    [[nodiscard]] virtual Size sizeThatFits(Size size) const;
+    /// Resizes the view to `sizeThatFits` its current size, keeping its origin.
+    void sizeToFit();
 
     // ---- Hierarchy -----------------------------------------------------------------
     [[nodiscard]] const std::vector<std::shared_ptr<View>>& subviews() const { return subviews_; }
@@ -84,11 +157,37 @@ public:
     /// coordinates): a subview's hit if one has it, else this view, else null.
     [[nodiscard]] virtual std::shared_ptr<View> hitTest_withEvent(Point point, const std::shared_ptr<Event>& event);
 
+    // ---- Touches and gestures ----------------------------------------------------------
+    /// The touches the platform delivers to the hit-tested view. By default
+    /// each passes them on to the superview.
+    virtual void touchesBegan_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event);
+    virtual void touchesMoved_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event);
+    virtual void touchesEnded_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event);
+    virtual void touchesCancelled_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event);
+
+    /// Attaches a recognizer (held strongly) that sees the touches of this
+    /// view and its subviews.
+    void addGestureRecognizer(const std::shared_ptr<GestureRecognizer>& recognizer);
+    void removeGestureRecognizer(const std::shared_ptr<GestureRecognizer>& recognizer);
+    [[nodiscard]] const std::vector<std::shared_ptr<GestureRecognizer>>& gestureRecognizers() const
+    {
+        return gestureRecognizers_;
+    }
+    /// Whether recognizers of the superviews see touches that begin on this
+    /// view or below it (true by default). A control turns it off to keep
+    /// its taps from starting a drag of what contains it.
+    [[nodiscard]] bool passesGestureTouchesToSuperview() const { return passesGestureTouchesToSuperview_; }
+    void setPassesGestureTouchesToSuperview(bool passes) { passesGestureTouchesToSuperview_ = passes; }
+
     [[nodiscard]] std::string className() const override { return "View"; }
     [[nodiscard]] bool isKindOfClassNamed(const std::string& name) const override
     {
         return name == "View" || Object::isKindOfClassNamed(name);
     }
+
+protected:
+    /// A view backed by a layer of a class of the subclass's choosing.
+    View(std::shared_ptr<Layer> layer, Rect frame);
 
 private:
     /// The offset from this view's coordinates to those of the outermost
@@ -99,8 +198,12 @@ private:
     std::shared_ptr<Color> backgroundColor_;
     std::vector<std::shared_ptr<View>> subviews_;
     std::weak_ptr<View> superview_;
+    std::vector<std::shared_ptr<GestureRecognizer>> gestureRecognizers_;
     std::int64_t tag_ = 0;
+    AutoresizingMask autoresizingMask_ = AutoresizingNone;
+    BackdropMaskFlags backdropMaskViewFlags_ = 0;
     bool userInteractionEnabled_ = true;
+    bool passesGestureTouchesToSuperview_ = true;
     bool needsLayout_ = true;
 };
 

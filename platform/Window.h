@@ -23,6 +23,9 @@ public:
     [[nodiscard]] std::shared_ptr<Window> window() const override;
     /// Resizing the window resizes its root view controller's view with it.
     void setFrame(Rect frame) override;
+    /// Showing a window (hidden false) also adds it to the application's
+    /// windows, where the screen draws it and touches find it.
+    void setHidden(bool hidden) override;
 
     [[nodiscard]] const std::shared_ptr<ViewController>& rootViewController() const { return rootViewController_; }
     /// Replaces the root view controller; its view is loaded and laid over the

@@ -1,13 +1,75 @@
 #include "platform/Layer.h"
 
+#include "platform/host/LayerAnimations.h"
+
 #include <algorithm>
 
 namespace lumora::platform {
 
+namespace {
+
+host::LayerAnimations& animations()
+{
+    return host::LayerAnimations::shared();
+}
+
+} // namespace
+
 void Layer::setFrame(Rect frame)
 {
+    if (animations().isAnimating()) {
+        const auto shown = animations().presentedFrame(*this).center();
+        const auto centre = frame.center();
+        if (shown != centre) {
+            animations().animate(*this, "position", { shown.x, shown.y }, { centre.x, centre.y });
+        }
+    }
     frame_ = frame;
     bounds_.size = frame.size;
+}
+
+void Layer::setOpacity(double opacity)
+{
+    if (animations().isAnimating()) {
+        const auto shown = animations().presentedOpacity(*this);
+        if (shown != opacity) {
+            animations().animate(*this, "opacity", { shown }, { opacity });
+        }
+    }
+    opacity_ = opacity;
+}
+
+void Layer::drawInContext(GraphicsContext& /*context*/) const { }
+
+std::vector<std::string> Layer::animationKeys() const
+{
+    return animations().keys(*this);
+}
+
+void Layer::removeAllAnimations()
+{
+    Rect shownFrame;
+    double shownOpacity = 0;
+    animations().removeAll(*this, &shownFrame, &shownOpacity);
+    frame_ = shownFrame;
+    bounds_.size = shownFrame.size;
+    opacity_ = shownOpacity;
+}
+
+std::shared_ptr<Layer> Layer::presentationLayer() const
+{
+    auto copy = std::make_shared<Layer>();
+    copy->frame_ = animations().presentedFrame(*this);
+    copy->bounds_ = bounds_;
+    copy->opacity_ = animations().presentedOpacity(*this);
+    copy->zPosition_ = zPosition_;
+    copy->masksToBounds_ = masksToBounds_;
+    copy->hidden_ = hidden_;
+    copy->cornerRadius_ = cornerRadius_;
+    copy->backgroundColor_ = backgroundColor_;
+    copy->contents_ = contents_;
+    copy->contentsGravity_ = contentsGravity_;
+    return copy;
 }
 
 void Layer::setBounds(Rect bounds)

@@ -2,6 +2,7 @@
 
 #include "platform/host/HostClock.h"
 #include "platform/host/SimulatedApplication.h"
+#include "platform/host/SimulatedDisplay.h"
 #include "platform/host/SimulatedExtensions.h"
 #include "platform/host/SimulatedHardware.h"
 #include "platform/host/SimulatedMedia.h"
@@ -9,6 +10,7 @@
 #include "platform/host/SimulatedRecordingService.h"
 #include "platform/host/SimulatedRestrictions.h"
 #include "platform/host/SimulatedScreens.h"
+#include "platform/host/SimulatedTouchScreen.h"
 
 namespace lumora::platform::host {
 
@@ -43,6 +45,8 @@ void SimulatedDevice::reset()
     restrictions().reset();
     media().reset();
     recordingService().reset();
+    display().reset();
+    touchScreen().reset();
 }
 
 SimulatedApplication& SimulatedDevice::application()
@@ -91,6 +95,18 @@ SimulatedRecordingService& SimulatedDevice::recordingService()
 {
     static SimulatedRecordingService service;
     return service;
+}
+
+SimulatedDisplay& SimulatedDevice::display()
+{
+    static SimulatedDisplay display;
+    return display;
+}
+
+SimulatedTouchScreen& SimulatedDevice::touchScreen()
+{
+    static SimulatedTouchScreen touchScreen;
+    return touchScreen;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)

@@ -15,6 +15,7 @@
 namespace lumora::platform::host {
 
 class SimulatedApplication;
+class SimulatedDisplay;
 class SimulatedExtensions;
 class SimulatedHardware;
 class SimulatedPhotoLibrary;
@@ -22,6 +23,7 @@ class SimulatedMedia;
 class SimulatedRecordingService;
 class SimulatedRestrictions;
 class SimulatedScreens;
+class SimulatedTouchScreen;
 
 /// The development host's device: one coherent, scriptable, in-memory state
 /// behind every platform role. Tests and the sample app steer it (install
@@ -87,6 +89,10 @@ public:
     SimulatedMedia& media();
     /// The recording service behind the local proxy: requests seen, start answers.
     SimulatedRecordingService& recordingService();
+    /// What the screen shows: snapshots, running view animations.
+    SimulatedDisplay& display();
+    /// Fingers on the screen.
+    SimulatedTouchScreen& touchScreen();
     // ---- Sandbox ---------------------------------------------------------------
     /// Grants the process the access a sandbox token carries (here it only
     /// records the token; nullopt: the process was given no token). Returns

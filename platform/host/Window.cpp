@@ -67,6 +67,16 @@ void Window::makeKeyAndVisible()
     }
 }
 
+void Window::setHidden(bool hidden)
+{
+    View::setHidden(hidden);
+    if (!hidden) {
+        if (const auto self = sharedFrom(this)) {
+            host::SimulatedDevice::shared().application().addWindow(self);
+        }
+    }
+}
+
 bool Window::isKeyWindow() const
 {
     return host::SimulatedDevice::shared().application().keyWindow().get() == this;

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/GestureRecognizer.h"
+#include "platform/TargetAction.h"
+
+#include <memory>
+#include <vector>
+
+namespace lumora::platform {
+
+/// Recognizes a finger dragged across its view: it begins once the finger has
+/// moved `Hysteresis` points from where it came down, reports a change for
+/// every later move, and ends when the finger lifts (or is cancelled with
+/// it). The translation counts from where the finger came down, or from
+/// where `setTranslation_inView` last put it.
+class PanGestureRecognizer : public GestureRecognizer {
+public:
+    using Action = TargetAction<const std::shared_ptr<PanGestureRecognizer>&>;
+
+    /// How far, in points, a finger moves before the pan begins.
+    static constexpr double Hysteresis = 10;
+
+    PanGestureRecognizer() = default;
+    /// A recognizer with one target; the target is held weakly.
+    explicit PanGestureRecognizer(Action action) { addTarget_action(std::move(action)); }
+
+    void addTarget_action(Action action) { actions_.push_back(std::move(action)); }
+
+    /// How far the finger has moved, in `view`'s coordinate space (the
+    /// window's when null).
+    [[nodiscard]] Point translationInView(const View* view) const;
+    /// Makes the translation read `translation` (in `view`'s coordinate
+    /// space) at the finger's current position.
+    void setTranslation_inView(Point translation, const View* view);
+    /// Points per second in `view`'s coordinate space, over the last move.
+    [[nodiscard]] Point velocityInView(const View* view) const;
+
+    void touchesBegan_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event) override;
+    void touchesMoved_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event) override;
+    void touchesEnded_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event) override;
+    void touchesCancelled_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event) override;
+    void reset() override;
+
+    [[nodiscard]] std::string className() const override { return "PanGestureRecognizer"; }
+    [[nodiscard]] bool isKindOfClassNamed(const std::string& name) const override
+    {
+        return name == "PanGestureRecognizer" || GestureRecognizer::isKindOfClassNamed(name);
+    }
+
+protected:
+    void sendActions() override;
+
+private:
+    std::vector<Action> actions_;
+    // In window coordinates: where the translation counts from, and the last
+    // two finger positions with their times.
+    Point origin_;
+    Point last_;
+    Point previous_;
+    double lastTime_ = 0;
+    double previousTime_ = 0;
+};
+
+} // namespace lumora::platform
