@@ -8,5 +8,6 @@ void runServiceBoundaryDemo();
 void runRecordingDemo();
 void runPreviewDemo();
 void runUploadDemo();
+void runWidgetsDemo();
 
 } // namespace lumora::sample

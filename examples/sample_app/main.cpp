@@ -10,5 +10,6 @@ int main()
     lumora::sample::runRecordingDemo();
     lumora::sample::runPreviewDemo();
     lumora::sample::runUploadDemo();
+    lumora::sample::runWidgetsDemo();
     return 0;
 }
