@@ -102,6 +102,10 @@ public:
     virtual void setHidden(bool hidden);
     [[nodiscard]] double alpha() const { return layer_->opacity(); }
     void setAlpha(double alpha) { layer_->setOpacity(alpha); }
+    /// A promise that the view draws every pixel of its bounds opaque; the
+    /// screen draws it the same either way.
+    [[nodiscard]] bool isOpaque() const { return opaque_; }
+    void setOpaque(bool opaque) { opaque_ = opaque; }
     [[nodiscard]] bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
     void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
     [[nodiscard]] bool clipsToBounds() const { return layer_->masksToBounds(); }
@@ -123,7 +127,7 @@ public:
     [[nodiscard]] std::shared_ptr<View> superview() const { return superview_.lock(); }
     /// Adds `view` in front of the other subviews, taking it from its current
     /// superview first.
-    void addSubview(const std::shared_ptr<View>& view);
+    virtual void addSubview(const std::shared_ptr<View>& view);
     void insertSubview_atIndex(const std::shared_ptr<View>& view, std::size_t index);
     void removeFromSuperview();
     void bringSubviewToFront(const std::shared_ptr<View>& view);
@@ -202,6 +206,7 @@ private:
     std::int64_t tag_ = 0;
     AutoresizingMask autoresizingMask_ = AutoresizingNone;
     BackdropMaskFlags backdropMaskViewFlags_ = 0;
+    bool opaque_ = true;
     bool userInteractionEnabled_ = true;
     bool passesGestureTouchesToSuperview_ = true;
     bool needsLayout_ = true;

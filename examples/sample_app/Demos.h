@@ -14,5 +14,6 @@ void runPreviewDemo();
 void runUploadDemo();
 void runSupportServicesDemo();
 void runBroadcastControllerDemo();
+void runWidgetsDemo();
 
 } // namespace lumora::sample

@@ -18,5 +18,6 @@ int main()
     lumora::sample::runUploadDemo();
     lumora::sample::runSupportServicesDemo();
     lumora::sample::runBroadcastControllerDemo();
+    lumora::sample::runWidgetsDemo();
     return 0;
 }
