@@ -85,7 +85,7 @@ bool Bitmap::writePNG(const std::string& path) const
     }
     // Cairo only reads through the surface here.
     auto* surface = cairo_image_surface_create_for_data(
-        reinterpret_cast<unsigned char*>(
+        reinterpret_cast<unsigned char*>( // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
             const_cast<std::uint32_t*>(pixels_.data())), // NOLINT(cppcoreguidelines-pro-type-const-cast)
         CAIRO_FORMAT_ARGB32, width_, height_, stride());
     const bool written = cairo_surface_write_to_png(surface, path.c_str()) == CAIRO_STATUS_SUCCESS;

@@ -240,8 +240,8 @@ void Compositor::drawBackdrop(const BackdropLayer& layer, double alpha)
             pixels.data() + static_cast<std::ptrdiff_t>(row) * width, source, static_cast<std::size_t>(width) * 4);
     }
     boxBlur(pixels, width, height, blurRadius);
-    auto* blurred = cairo_image_surface_create_for_data(
-        reinterpret_cast<unsigned char*>(pixels.data()), CAIRO_FORMAT_ARGB32, width, height, width * 4);
+    auto* blurred = cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(pixels.data()),
+        CAIRO_FORMAT_ARGB32, width, height, width * 4); // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
 
     // Each mask view's shape, drawn in the region's pixels.
     cairo_matrix_t matrix;

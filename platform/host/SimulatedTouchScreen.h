@@ -33,10 +33,10 @@ public:
 
     /// Puts a finger down; returns its id (also when no window took it).
     FingerId touchDown(Point point);
-    void touchMove(FingerId finger, Point point);
-    void touchUp(FingerId finger, Point point);
+    void touchMove(FingerId id, Point point);
+    void touchUp(FingerId id, Point point);
     /// The system takes the finger away (a call coming in, for instance).
-    void touchCancel(FingerId finger);
+    void touchCancel(FingerId id);
 
     /// Down and up at one point.
     void tap(Point point);
@@ -45,7 +45,7 @@ public:
     FingerId drag(Point from, Point to, int steps = 5, bool lift = true);
 
     /// The view a finger is on; null when no window took it or it has lifted.
-    [[nodiscard]] std::shared_ptr<View> viewOfFinger(FingerId finger) const;
+    [[nodiscard]] std::shared_ptr<View> viewOfFinger(FingerId id) const;
 
 private:
     struct Finger;
