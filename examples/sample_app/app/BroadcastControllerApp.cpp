@@ -1,7 +1,7 @@
 #include "sample_app/app/BroadcastControllerApp.h"
 
 #include "platform/DispatchQueue.h"
-#include "sample_app/SampleDevice.h"
+#include "sample_app/app/Narration.h"
 
 #include <atomic>
 #include <chrono>

@@ -13,7 +13,7 @@
 #include "platform/host/SimulatedScreens.h"
 #include "recording/LMDaemonProxy.h"
 #include "sample_app/Demos.h"
-#include "sample_app/SampleDevice.h"
+#include "sample_app/device/SampleDevice.h"
 #include "sample_app/app/BroadcastControllerApp.h"
 
 #include <atomic>

@@ -3,7 +3,7 @@
 #include "platform/host/SimulatedFileSystem.h"
 #include "platform/host/SimulatedStoreCatalogue.h"
 #include "sample_app/Demos.h"
-#include "sample_app/SampleDevice.h"
+#include "sample_app/device/SampleDevice.h"
 #include "sample_app/app/SupportServicesApp.h"
 #include "support/LMRecordingFileStore.h"
 

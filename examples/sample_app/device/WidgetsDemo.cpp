@@ -5,7 +5,7 @@
 #include "platform/host/SimulatedScreens.h"
 #include "platform/host/SimulatedTouchScreen.h"
 #include "sample_app/Demos.h"
-#include "sample_app/SampleDevice.h"
+#include "sample_app/device/SampleDevice.h"
 #include "sample_app/app/WidgetsApp.h"
 
 #include <fmt/format.h>
