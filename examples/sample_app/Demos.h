@@ -15,5 +15,6 @@ void runUploadDemo();
 void runSupportServicesDemo();
 void runBroadcastControllerDemo();
 void runWidgetsDemo();
+void runBroadcastPickerDemo();
 
 } // namespace lumora::sample

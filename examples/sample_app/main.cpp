@@ -19,5 +19,6 @@ int main()
     lumora::sample::runSupportServicesDemo();
     lumora::sample::runBroadcastControllerDemo();
     lumora::sample::runWidgetsDemo();
+    lumora::sample::runBroadcastPickerDemo();
     return 0;
 }

@@ -40,6 +40,12 @@ void BroadcastControllerApp::makeController(
         url ? url->absoluteString() : "(none)"));
 }
 
+void BroadcastControllerApp::adoptController(std::shared_ptr<LMBroadcastController> controller)
+{
+    controller_ = std::move(controller);
+    controller_->setDelegate(shared_from_this());
+}
+
 void BroadcastControllerApp::start()
 {
     say("The app starts the broadcast");

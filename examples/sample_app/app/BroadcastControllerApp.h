@@ -18,6 +18,8 @@ class BroadcastControllerApp final : public LMBroadcastControllerDelegate::Broad
 public:
     /// Makes the controller of the broadcast the service set up.
     void makeController(const std::optional<std::string>& extensionBundleID, const std::optional<platform::URL>& url);
+    /// Drives a controller that came from elsewhere (the broadcast service picker).
+    void adoptController(std::shared_ptr<LMBroadcastController> controller);
     /// Each step waits for its answer (by running the MainQueue) before it returns.
     void start();
     void pause();
