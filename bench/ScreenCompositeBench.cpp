@@ -1,7 +1,10 @@
 // Drawing a full 750 x 1334 pixel screen of about twenty views, with a
 // floating window and a button over the application's window, beside a
-// plain copy of the same number of pixels.
+// plain copy of the same number of pixels; the same screen with the
+// framework's own picture-in-picture window and flat overlay button; and what
+// a flat overlay button costs once the first one has drawn the shared images.
 
+#include "camera/LMPictureInPictureController.h"
 #include "platform/Button.h"
 #include "platform/ImageContext.h"
 #include "platform/Window.h"
@@ -9,6 +12,8 @@
 #include "platform/host/SimulatedDevice.h"
 #include "platform/host/SimulatedDisplay.h"
 #include "platform/host/SimulatedScreens.h"
+#include "widgets/LMFlatVideoOverlayButton.h"
+#include "widgets/LMVideoOverlayButton.h"
 
 #include <benchmark/benchmark.h>
 #include <cstring>
@@ -96,6 +101,72 @@ void BM_CopyScreenPixels(benchmark::State& state)
         = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_CopyScreenPixels)->Unit(benchmark::kMillisecond);
+
+void mountFramework()
+{
+    host::SimulatedDevice::shared().mountDirectory(
+        "/System/Library/Frameworks/Lumora.framework", LUMORA_FRAMEWORK_BUNDLE_DIR);
+}
+
+// The same screen, with the framework's picture-in-picture window in its
+// corner and a flat overlay button over the list.
+void BM_CompositeScreenWithWidgets(benchmark::State& state)
+{
+    const auto scene = makeScene();
+    mountFramework();
+    auto content = std::make_shared<View>(Rect { { 0, 0 }, { 100, 150 } });
+    content->setBackgroundColor(Color::colorWithRed_green_blue_alpha(0.1, 0.1, 0.1, 1));
+    const auto pip = lumora::LMPictureInPictureController::sharedController();
+    pip->showPictureInPictureWindowWithContentView(content);
+    const auto button
+        = lumora::LMVideoOverlayButton::_srVideoOverlayButtonWithStyle(lumora::LMVideoOverlayButton::StyleFlat);
+    button->setCenter({ 187.5, 200 });
+    scene.app->addSubview(button);
+    host::Bitmap frame;
+    auto& display = host::SimulatedDevice::shared().display();
+    for (auto _ : state) {
+        display.drawScreen(frame);
+        benchmark::DoNotOptimize(frame.data());
+    }
+    state.counters["frames/s"]
+        = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    pip->hidePictureInPictureWindow();
+}
+BENCHMARK(BM_CompositeScreenWithWidgets)->Unit(benchmark::kMillisecond);
+
+// Every flat button after the first: no drawing, the two images are shared.
+void BM_FlatButtonAfterTheFirst(benchmark::State& state)
+{
+    mountFramework();
+    const auto first = lumora::LMFlatVideoOverlayButton::initWithStyle(lumora::LMVideoOverlayButton::StyleFlat);
+    if (!first || !first->imageForState(Control::StateNormal)) {
+        state.SkipWithError("the first flat button has no image: is the framework bundle there?");
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(
+            lumora::LMFlatVideoOverlayButton::initWithStyle(lumora::LMVideoOverlayButton::StyleFlat));
+    }
+}
+BENCHMARK(BM_FlatButtonAfterTheFirst)->Unit(benchmark::kMicrosecond);
+
+// What a flat button would cost if it drew its two images itself.
+void BM_DrawFlatButtonImages(benchmark::State& state)
+{
+    mountFramework();
+    using lumora::LMFlatVideoOverlayButton;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(
+            LMFlatVideoOverlayButton::_createOverlayImageWithBackgroundWhite_backgroundAlpha_glyphAlpha(
+                lumora::LMVideoOverlayFlatBackgroundWhite, lumora::LMVideoOverlayFlatBackgroundAlpha,
+                lumora::LMVideoOverlayDefaultGlyphAlpha));
+        benchmark::DoNotOptimize(
+            LMFlatVideoOverlayButton::_createOverlayImageWithBackgroundWhite_backgroundAlpha_glyphAlpha(
+                lumora::LMVideoOverlayFlatBackgroundWhite, lumora::LMVideoOverlayFlatBackgroundAlpha,
+                lumora::LMVideoOverlayHighlightedGlyphAlpha));
+    }
+}
+BENCHMARK(BM_DrawFlatButtonImages)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 
