@@ -27,8 +27,13 @@ const std::thread::id mainThreadId = std::this_thread::get_id();
 
 boost::asio::thread_pool& workerPool()
 {
-    static boost::asio::thread_pool pool(4);
-    return pool;
+    // Never destroyed, like the MainQueue: serial queues kept by objects that
+    // outlive main() (the simulated device's requests, shared instances) may
+    // be destroyed at exit after any pool would be, and their strands belong
+    // to the pool.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* pool = new boost::asio::thread_pool(4);
+    return *pool;
 }
 
 // How many tasks posted to the platform's threads have not finished yet, so

@@ -17,10 +17,14 @@
 
 namespace lumora::platform::host {
 
+// The device and its roles are never destroyed: platform threads may still
+// deliver into them while the process exits. The photo library is the one
+// exception, since it removes its own folder at exit.
 SimulatedDevice& SimulatedDevice::shared()
 {
-    static SimulatedDevice device;
-    return device;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* device = new SimulatedDevice;
+    return *device;
 }
 
 SimulatedDevice::SimulatedDevice()
@@ -58,32 +62,37 @@ void SimulatedDevice::reset()
 
 SimulatedBroadcastPicker& SimulatedDevice::broadcastPicker()
 {
-    static SimulatedBroadcastPicker picker;
-    return picker;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* picker = new SimulatedBroadcastPicker;
+    return *picker;
 }
 
 SimulatedApplication& SimulatedDevice::application()
 {
-    static SimulatedApplication application;
-    return application;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* application = new SimulatedApplication;
+    return *application;
 }
 
 SimulatedScreens& SimulatedDevice::screens()
 {
-    static SimulatedScreens screens;
-    return screens;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* screens = new SimulatedScreens;
+    return *screens;
 }
 
 SimulatedHardware& SimulatedDevice::hardware()
 {
-    static SimulatedHardware hardware;
-    return hardware;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* hardware = new SimulatedHardware;
+    return *hardware;
 }
 
 SimulatedExtensions& SimulatedDevice::extensions()
 {
-    static SimulatedExtensions extensions;
-    return extensions;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* extensions = new SimulatedExtensions;
+    return *extensions;
 }
 
 SimulatedPhotoLibrary& SimulatedDevice::photoLibrary()
@@ -94,44 +103,51 @@ SimulatedPhotoLibrary& SimulatedDevice::photoLibrary()
 
 SimulatedRestrictions& SimulatedDevice::restrictions()
 {
-    static SimulatedRestrictions restrictions;
-    return restrictions;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* restrictions = new SimulatedRestrictions;
+    return *restrictions;
 }
 
 SimulatedMedia& SimulatedDevice::media()
 {
-    static SimulatedMedia media;
-    return media;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* media = new SimulatedMedia;
+    return *media;
 }
 
 SimulatedRecordingService& SimulatedDevice::recordingService()
 {
-    static SimulatedRecordingService service;
-    return service;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* service = new SimulatedRecordingService;
+    return *service;
 }
 
 SimulatedFileSystem& SimulatedDevice::fileSystem()
 {
-    static SimulatedFileSystem fileSystem;
-    return fileSystem;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* fileSystem = new SimulatedFileSystem;
+    return *fileSystem;
 }
 
 SimulatedStoreCatalogue& SimulatedDevice::storeCatalogue()
 {
-    static SimulatedStoreCatalogue catalogue;
-    return catalogue;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* catalogue = new SimulatedStoreCatalogue;
+    return *catalogue;
 }
 
 SimulatedDisplay& SimulatedDevice::display()
 {
-    static SimulatedDisplay display;
-    return display;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* display = new SimulatedDisplay;
+    return *display;
 }
 
 SimulatedTouchScreen& SimulatedDevice::touchScreen()
 {
-    static SimulatedTouchScreen touchScreen;
-    return touchScreen;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* touchScreen = new SimulatedTouchScreen;
+    return *touchScreen;
 }
 
 void SimulatedDevice::mountDirectory(const std::string& devicePath, const std::string& hostPath)

@@ -103,6 +103,17 @@ class Picker : public ::testing::Test {
 protected:
     void SetUp() override { installPickerStandIn(); }
 
+    // A picker keeps the load's handler, and the recorder that handler feeds
+    // keeps the picker: break that cycle, which only the tests make.
+    void TearDown() override
+    {
+        for (const auto& loaded : loaded_) {
+            if (const auto picker = loaded.lock()) {
+                picker->setDidFinishHandler(nullptr);
+            }
+        }
+    }
+
     std::shared_ptr<LMBroadcastActivityViewController> load()
     {
         test::CallbackRecorder<std::shared_ptr<LMBroadcastActivityViewController>, platform::ErrorRef> loaded;
@@ -111,6 +122,7 @@ protected:
         EXPECT_EQ(std::get<1>(loaded.call()), nullptr);
         EXPECT_TRUE(loaded.calledOnMainQueue());
         request_ = *test::latestEditorRequest();
+        loaded_.push_back(std::get<0>(loaded.call()));
         return std::get<0>(loaded.call());
     }
 
@@ -134,6 +146,7 @@ protected:
     }
 
     SimulatedExtensions::Request request_;
+    std::vector<std::weak_ptr<LMBroadcastActivityViewController>> loaded_;
 };
 
 TEST_F(Picker, LoadsOnTheMainQueueWithTheExtensionEmbeddedAndTheHostInformationSent)
