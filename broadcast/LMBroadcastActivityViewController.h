@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string_view>
 
 namespace lumora {
@@ -86,10 +87,12 @@ public:
 
     [[nodiscard]] std::shared_ptr<LMBroadcastActivityViewControllerDelegate> delegate() const
     {
+        const std::lock_guard lock(delegateMutex_);
         return delegate_.lock();
     }
     void setDelegate(const std::shared_ptr<LMBroadcastActivityViewControllerDelegate>& delegate)
     {
+        const std::lock_guard lock(delegateMutex_);
         delegate_ = delegate;
     }
     [[nodiscard]] const std::shared_ptr<platform::PopoverPresentationController>&
@@ -120,6 +123,11 @@ public:
     }
 
 private:
+    // Read on the connection's thread when the extension finishes, while the
+    // application may set it on the MainQueue. A mutex rather than an atomic
+    // weak pointer: libstdc++ 12 releases that atomic's internal lock with
+    // relaxed order after a load, which leaves a later store unordered after it.
+    mutable std::mutex delegateMutex_;
     std::weak_ptr<LMBroadcastActivityViewControllerDelegate> delegate_;
     std::shared_ptr<platform::PopoverPresentationController> popoverPresentationControllerProxy_;
     std::shared_ptr<LMBroadcastActivityHostViewController> hostViewController_;
