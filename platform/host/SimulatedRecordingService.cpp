@@ -1,6 +1,7 @@
 #include "platform/host/SimulatedRecordingService.h"
 
 #include "platform/Clock.h"
+#include "platform/DispatchQueue.h"
 #include "platform/Log.h"
 #include "platform/SampleBuffer.h"
 #include "platform/host/ExtensionRequest.h"
@@ -43,6 +44,16 @@ Value audioPayload(std::int64_t type, std::int64_t start)
             Value(Data(std::vector<std::uint8_t>(static_cast<std::size_t>(kFramesPerPayload) * 2, 0))) },
         { std::string(LMBroadcastProcessExtensionPayloadKeyTimingInfo), Value(Data(&timing, sizeof timing)) },
     });
+}
+
+// The queue the upload extension's requests are made on, one at a time. Made
+// once and never destroyed: the platform's threads are gone before static
+// objects are.
+DispatchQueue& deliveryQueue()
+{
+    static const auto* const queue = new std::shared_ptr<DispatchQueue>( // NOLINT(cppcoreguidelines-owning-memory)
+        DispatchQueue::makeSerial("com.lumora.recordingservice.upload"));
+    return **queue;
 }
 
 bool argumentIsTrue(const std::vector<Value>& arguments, std::size_t index)
@@ -310,7 +321,7 @@ void SimulatedRecordingService::deliverAction(std::int64_t action, bool withSetu
 
 void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, ExtensionItems items)
 {
-    deliveryQueue_->async([this, factory, items = std::move(items)] {
+    deliveryQueue().async([this, factory, items = std::move(items)] {
         auto handler = factory ? factory() : nullptr;
         if (!handler) {
             return;

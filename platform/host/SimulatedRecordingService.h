@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/DispatchQueue.h"
 #include "platform/Error.h"
 #include "platform/ExtensionItem.h"
 #include "platform/ExtensionRequestHandling.h"
@@ -37,7 +36,8 @@ namespace lumora::platform::host {
 /// extension returns reaches the application through its connection.
 class SimulatedRecordingService {
 public:
-    /// How an upload extension takes the broadcast.
+    /// How an upload extension takes the broadcast. The service does not cut
+    /// movie clips yet: a movie-clip extension hears nothing of a broadcast.
     enum class UploadKind : std::uint8_t { SampleBuffer, MovieClip };
     /// The upload extension's code: a new handler for each request.
     using UploadHandlerFactory = std::function<std::shared_ptr<ExtensionRequestHandling>()>;
@@ -115,7 +115,6 @@ private:
 
     std::map<std::string, UploadExtension> uploadExtensions_;
     std::optional<Broadcast> broadcast_;
-    std::shared_ptr<DispatchQueue> deliveryQueue_ = DispatchQueue::makeSerial("com.lumora.recordingservice.upload");
     mutable std::mutex mutex_;
     std::vector<Request> requests_;
     ErrorRef startError_;

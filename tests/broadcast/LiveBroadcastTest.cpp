@@ -110,6 +110,8 @@ protected:
     {
         RecorderTest::TearDown();
         LMDaemonProxy::daemonProxy()->setConnection(nullptr);
+        // Lets the device's connections go while the platform's threads still run.
+        prepareDevice();
     }
 
     // Completes its request at once with a URL, a configuration and setup information.
