@@ -1,10 +1,15 @@
 #pragma once
 
 #include "platform/Error.h"
+#include "platform/ExtensionItem.h"
+#include "platform/ExtensionRequestHandling.h"
 #include "platform/LocalRecordingService.h"
 #include "platform/ServiceConnection.h"
 #include "platform/Value.h"
 
+#include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -19,8 +24,27 @@ namespace lumora::platform::host {
 ///
 /// Initially the user consents to both microphone and camera and starts
 /// succeed, so a start is granted exactly what it asked for.
+///
+/// A start with the broadcast flag goes live through the broadcast service
+/// chosen in the system picker: the service runs that service's upload
+/// extension (installed here with `installUploadExtension`), one extension
+/// request at a time and in order, on a queue of its own. A sample-buffer
+/// extension hears the start with the setup information, then one
+/// application and (when granted) one microphone audio payload every
+/// `PayloadInterval` seconds of the device clock, the pause and resume of
+/// the recording, and the finish when it stops. Service information that an
+/// extension returns reaches the application through its connection.
 class SimulatedRecordingService {
 public:
+    /// How an upload extension takes the broadcast. The service does not cut
+    /// movie clips yet: a movie-clip extension hears nothing of a broadcast.
+    enum class UploadKind : std::uint8_t { SampleBuffer, MovieClip };
+    /// The upload extension's code: a new handler for each request.
+    using UploadHandlerFactory = std::function<std::shared_ptr<ExtensionRequestHandling>()>;
+    /// Seconds of audio in one payload, and between two of them.
+    static constexpr double PayloadInterval = 0.1;
+    static constexpr std::int64_t AudioSampleRate = 44100;
+
     struct Request {
         std::string message;
         std::vector<Value> arguments;
@@ -58,7 +82,39 @@ public:
     /// connection's thread like every call of the service.
     void sendMessage(std::string selector, std::vector<Value> arguments);
 
+    // ---- Live broadcast ---------------------------------------------------------------
+    /// Installs the upload extension `identifier` (replacing one of the same
+    /// identifier), the one a setup extension names as its service's.
+    void installUploadExtension(std::string identifier, UploadKind kind, UploadHandlerFactory factory);
+    /// Whether a broadcast is live (started and not yet finished).
+    [[nodiscard]] bool isBroadcasting() const;
+
 private:
+    struct UploadExtension {
+        UploadKind kind = UploadKind::SampleBuffer;
+        UploadHandlerFactory factory;
+    };
+    struct Broadcast {
+        UploadExtension extension;
+        DictionaryRef setupInfo;
+        bool microphone = false;
+        bool paused = false;
+        std::int64_t nextFrame = 0;
+        std::shared_ptr<void> timer;
+    };
+
+    void startBroadcast(bool microphone);
+    void pauseBroadcast();
+    void resumeBroadcast();
+    void finishBroadcast();
+    void scheduleNextPayloadsLocked();
+    void sendPayloads();
+    void deliverAction(std::int64_t action, bool withSetupInfo);
+    /// Queues one request of the upload extension with `items`.
+    void deliver(const UploadHandlerFactory& factory, ExtensionItems items);
+
+    std::map<std::string, UploadExtension> uploadExtensions_;
+    std::optional<Broadcast> broadcast_;
     mutable std::mutex mutex_;
     std::vector<Request> requests_;
     ErrorRef startError_;
