@@ -6,7 +6,8 @@
 #   scripts/fuzz.sh <Target> [seconds]   fuzz one target (default: until stopped);
 #                                        extra arguments after the seconds go to libFuzzer
 #   scripts/fuzz.sh --smoke [seconds]    replay every kept regression input, then
-#                                        fuzz each target briefly (default 10 s each)
+#                                        fuzz each target briefly (default 10 s each);
+#                                        0 seconds replays the committed seeds instead
 #
 # Targets start from the committed seeds in fuzz/corpus/<Target>; what they
 # find is kept in build-fuzz/corpus/<Target>, never in the tree. A crash leaves
@@ -61,6 +62,13 @@ if [ "$1" = "--smoke" ]; then
     if [ -e "${kept[0]}" ]; then
       echo "Replaying ${#kept[@]} kept input(s) of $target"
       quietly "$build/fuzz/lumora_fuzz_$target" -timeout=10 -rss_limit_mb=2048 "${kept[@]}"
+    fi
+    if [ "$seconds" -eq 0 ]; then
+      # Deterministic: only the committed seeds, each run once.
+      seeds=(fuzz/corpus/"$target"/*)
+      echo "Replaying ${#seeds[@]} seed(s) of $target"
+      quietly "$build/fuzz/lumora_fuzz_$target" -timeout=10 -rss_limit_mb=2048 "${seeds[@]}"
+      continue
     fi
     echo "Fuzzing $target for $seconds s"
     quietly fuzz "$target" "$seconds"

@@ -54,7 +54,9 @@ for bench in build/bench/lumora_bench_*; do
   "$bench" --benchmark_min_time=0.01 > /dev/null
 done
 # Fuzz smoke run: a clang-16 build of the fuzz targets alone (build-fuzz/), every
-# kept regression input replayed, then each target fuzzed for a few seconds.
-bash scripts/fuzz.sh --smoke 10
+# kept regression input and every committed seed replayed. Exploring new inputs
+# is left to `scripts/fuzz.sh <Target> <seconds>`: a random search would make the
+# outcome of a test run depend on luck.
+bash scripts/fuzz.sh --smoke 0
 
 echo "All tests passed (ordinary, sanitizer and race-detector builds, fuzz smoke run)."
