@@ -10,6 +10,7 @@
 #include "platform/host/SimulatedDevice.h"
 
 #include <algorithm>
+#include <optional>
 #include <ranges>
 #include <vector>
 
@@ -137,31 +138,15 @@ void SimulatedTouchScreen::touchMove(FingerId id, Point point)
 
 void SimulatedTouchScreen::touchUp(FingerId id, Point point)
 {
-    const auto found = fingers_.find(id);
-    if (found == fingers_.end()) {
-        return;
-    }
-    const auto finger = found->second;
-    fingers_.erase(found);
-    if (!finger->touch) {
-        return;
-    }
-    const auto event = touchEvent();
-    finger->touch->updatePhase_locationInWindow_timestamp(
-        Touch::Phase::Ended, inWindow(*finger->touch->window(), point), event->timestamp());
-    const TouchList touches { finger->touch };
-    for (const auto& recognizer : finger->recognizers) {
-        recognizer->touchesEnded_withEvent(touches, event);
-    }
-    if (finger->viewReceives) {
-        finger->touch->view()->touchesEnded_withEvent(touches, event);
-    }
-    for (const auto& recognizer : finger->recognizers) {
-        recognizer->reset();
-    }
+    liftFinger(id, point, false);
 }
 
 void SimulatedTouchScreen::touchCancel(FingerId id)
+{
+    liftFinger(id, std::nullopt, true);
+}
+
+void SimulatedTouchScreen::liftFinger(FingerId id, std::optional<Point> point, bool cancelled)
 {
     const auto found = fingers_.find(id);
     if (found == fingers_.end()) {
@@ -173,14 +158,24 @@ void SimulatedTouchScreen::touchCancel(FingerId id)
         return;
     }
     const auto event = touchEvent();
+    // A cancelled touch stays where it was last seen.
+    const auto location = point ? inWindow(*finger->touch->window(), *point) : finger->touch->locationInView(nullptr);
     finger->touch->updatePhase_locationInWindow_timestamp(
-        Touch::Phase::Cancelled, finger->touch->locationInView(nullptr), event->timestamp());
+        cancelled ? Touch::Phase::Cancelled : Touch::Phase::Ended, location, event->timestamp());
     const TouchList touches { finger->touch };
     for (const auto& recognizer : finger->recognizers) {
-        recognizer->touchesCancelled_withEvent(touches, event);
+        if (cancelled) {
+            recognizer->touchesCancelled_withEvent(touches, event);
+        } else {
+            recognizer->touchesEnded_withEvent(touches, event);
+        }
     }
     if (finger->viewReceives) {
-        finger->touch->view()->touchesCancelled_withEvent(touches, event);
+        if (cancelled) {
+            finger->touch->view()->touchesCancelled_withEvent(touches, event);
+        } else {
+            finger->touch->view()->touchesEnded_withEvent(touches, event);
+        }
     }
     for (const auto& recognizer : finger->recognizers) {
         recognizer->reset();

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 namespace lumora::platform {
 class Touch;
@@ -49,6 +50,8 @@ public:
 
 private:
     struct Finger;
+    /// Ends the finger's touch where it is lifted (`point`), or cancels it.
+    void liftFinger(FingerId id, std::optional<Point> point, bool cancelled);
     std::map<FingerId, std::shared_ptr<Finger>> fingers_;
     FingerId nextFinger_ = 1;
 };
