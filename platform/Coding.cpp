@@ -19,7 +19,14 @@ CodingClass::CodingClass(
     : name_(std::move(name)),
       classes_(std::move(classes)),
       supportsSecureCoding_(supportsSecureCoding),
-      initializer_(std::move(initializer))
+      initializer_(std::move(initializer)),
+      archivedRecord_([this] {
+          auto names = std::make_shared<Array>(classes_.begin(), classes_.end());
+          return Value(std::make_shared<Dictionary>(Dictionary {
+              { "$classname", Value(name_) },
+              { "$classes", Value(std::move(names)) },
+          }));
+      }())
 { }
 
 const CodingClass& CodingClass::number()

@@ -40,6 +40,9 @@ public:
     [[nodiscard]] bool supportsSecureCoding() const { return supportsSecureCoding_; }
     /// Null for the value classes, which the unarchiver builds itself.
     [[nodiscard]] const Initializer& initializer() const { return initializer_; }
+    /// The class's record in a keyed archive ("$classname" and "$classes"),
+    /// made once: every archive that holds an object of the class shares it.
+    [[nodiscard]] const Value& archivedRecord() const { return archivedRecord_; }
 
     static const CodingClass& number();
     static const CodingClass& string();
@@ -57,6 +60,7 @@ private:
     std::vector<std::string> classes_;
     bool supportsSecureCoding_;
     Initializer initializer_;
+    Value archivedRecord_;
 };
 
 using CodingClasses = std::vector<const CodingClass*>;

@@ -5,9 +5,12 @@
 #include "platform/Error.h"
 #include "platform/Value.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -62,12 +65,17 @@ private:
     bool requiringSecureCoding_;
     bool finished_ = false;
     ErrorRef error_;
-    std::vector<Value> objects_;
-    std::vector<std::shared_ptr<Dictionary>> records_; // records being filled; the first is "$top"
-    std::map<const void*, std::uint64_t> byIdentity_;
-    std::vector<Value> retained_;
-    std::map<std::string, std::uint64_t, std::less<>> strings_;
-    std::map<std::string, std::uint64_t, std::less<>> classes_;
+    // The archiver's bookkeeping lives in one arena, inside the archiver
+    // while a small archive fits in it.
+    static constexpr std::size_t kArenaSize = 4096;
+    std::array<std::byte, kArenaSize> arenaBuffer_ {};
+    std::pmr::monotonic_buffer_resource arena_ { arenaBuffer_.data(), arenaBuffer_.size() };
+    std::pmr::vector<Value> objects_ { std::pmr::polymorphic_allocator<Value>(&arena_) };
+    std::pmr::vector<std::shared_ptr<Dictionary>> records_ { &arena_ }; // records being filled; the first is "$top"
+    std::pmr::map<const void*, std::uint64_t> byIdentity_ { &arena_ };
+    std::pmr::vector<Value> retained_ { std::pmr::polymorphic_allocator<Value>(&arena_) };
+    std::pmr::map<std::pmr::string, std::uint64_t, std::less<>> strings_ { &arena_ };
+    std::pmr::map<std::pmr::string, std::uint64_t, std::less<>> classes_ { &arena_ };
     std::optional<Data> data_;
 };
 

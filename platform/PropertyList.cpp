@@ -1,6 +1,7 @@
 #include "platform/PropertyList.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cctype>
 #include <cmath>
@@ -10,6 +11,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <memory_resource>
 #include <plist/plist.h>
 #include <span>
 #include <unordered_map>
@@ -190,9 +192,12 @@ void appendUTF8(std::string& out, std::uint32_t code)
 
 // Reads the binary form. Every object is decoded once and shared by all the
 // containers that refer to it, so a file whose objects refer to one another
-// many times over costs no more than its size; a reference back to a
-// container still being read, a reference or offset outside the file, and
-// nesting deeper than kMaxDepth make the whole file unreadable.
+// many times over costs no more than its size. Strings are the exception (a
+// value holds its own copy of one), so the text copied into containers is
+// counted, and a file that makes it exceed a fixed multiple of its size is
+// unreadable, like one with a reference back to a container still being
+// read, a reference or offset outside the file, or nesting deeper than
+// kMaxDepth.
 class BinaryReader {
 public:
     explicit BinaryReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) { }
@@ -216,7 +221,7 @@ public:
         }
         table_ = table;
         objects_.assign(count, Slot {});
-        auto value = object(top, 0);
+        const Value& value = object(top, 0);
         if (failed_) {
             return std::nullopt;
         }
@@ -245,6 +250,25 @@ private:
         return {};
     }
 
+    const Value& failedObject()
+    {
+        static const Value none;
+        failed_ = true;
+        return none;
+    }
+
+    // Counts a string copied into a container; false once the copies exceed
+    // the file's budget.
+    bool copied(const Value& element)
+    {
+        constexpr std::size_t kBudgetPerByte = 32;
+        constexpr std::size_t kBudgetFloor = std::size_t { 1 } << 20U;
+        if (const auto* text = element.string()) {
+            copiedText_ += text->size();
+        }
+        return copiedText_ <= (bytes_.size() * kBudgetPerByte) + kBudgetFloor;
+    }
+
     // The object count and the position after it, for markers whose low four
     // bits are a count (0xF: an integer object with the count follows).
     bool countAt(std::size_t& position, std::uint64_t& count)
@@ -266,28 +290,30 @@ private:
         return true;
     }
 
-    Value object(std::uint64_t index, int depth)
+    // The object at `index`, read on first use; valid while the reader is.
+    const Value& object(std::uint64_t index, int depth)
     {
         if (failed_ || index >= objects_.size()) {
-            return fail();
+            return failedObject();
         }
         Slot& slot = objects_[index];
         if (slot.state == State::Read) {
             return slot.value;
         }
         if (slot.state == State::Reading || depth > kMaxDepth) {
-            return fail();
+            return failedObject();
         }
         const std::uint64_t offset = readBigEndian(table_ + index * offsetWidth_, offsetWidth_);
         if (offset < 8 || offset >= end_) {
-            return fail();
+            return failedObject();
         }
         slot.state = State::Reading;
         Value value = parse(static_cast<std::size_t>(offset), depth);
         // The slot is looked up again: nothing resizes the table while reading.
-        objects_[index].value = value;
-        objects_[index].state = State::Read;
-        return value;
+        Slot& read = objects_[index];
+        read.value = std::move(value);
+        read.state = State::Read;
+        return read.value;
     }
 
     Value parse(std::size_t position, int depth)
@@ -408,7 +434,11 @@ private:
         auto array = std::make_shared<Array>();
         array->reserve(static_cast<std::size_t>(count));
         for (std::uint64_t i = 0; i < count && !failed_; ++i) {
-            array->push_back(object(readBigEndian(position + (i * refWidth_), refWidth_), depth + 1));
+            const Value& element = object(readBigEndian(position + (i * refWidth_), refWidth_), depth + 1);
+            if (!copied(element)) {
+                return fail();
+            }
+            array->push_back(element);
         }
         return failed_ ? Value() : Value(std::move(array));
     }
@@ -421,13 +451,16 @@ private:
         }
         auto dictionary = std::make_shared<Dictionary>();
         for (std::uint64_t i = 0; i < count && !failed_; ++i) {
-            const Value key = object(readBigEndian(position + (i * refWidth_), refWidth_), depth + 1);
+            const Value& key = object(readBigEndian(position + (i * refWidth_), refWidth_), depth + 1);
             const std::string* text = key.string();
-            if (text == nullptr) {
+            if (text == nullptr || !copied(key)) {
                 return fail();
             }
-            Value element = object(readBigEndian(position + ((count + i) * refWidth_), refWidth_), depth + 1);
-            dictionary->insert_or_assign(*text, std::move(element));
+            const Value& element = object(readBigEndian(position + ((count + i) * refWidth_), refWidth_), depth + 1);
+            if (!copied(element)) {
+                return fail();
+            }
+            dictionary->insert_or_assign(*text, element);
         }
         return failed_ ? Value() : Value(std::move(dictionary));
     }
@@ -437,7 +470,12 @@ private:
     std::size_t table_ = 0;
     std::size_t offsetWidth_ = 0;
     std::size_t refWidth_ = 0;
-    std::vector<Slot> objects_;
+    // The table of objects lives in the reader while a small file's fits.
+    static constexpr std::size_t kArenaSize = 2048;
+    std::array<std::byte, kArenaSize> arenaBuffer_ {};
+    std::pmr::monotonic_buffer_resource arena_ { arenaBuffer_.data(), arenaBuffer_.size() };
+    std::pmr::vector<Slot> objects_ { std::pmr::polymorphic_allocator<Slot>(&arena_) };
+    std::size_t copiedText_ = 0;
     bool failed_ = false;
 };
 
@@ -516,11 +554,22 @@ class BinaryWriter {
 public:
     std::optional<Data> write(const Value& root)
     {
+        // Room for a small list (an archived configuration, a payload)
+        // without growing; larger ones grow as usual.
+        constexpr std::size_t kTypicalObjects = 16;
+        objects_.reserve(kTypicalObjects);
+        references_.reserve(2 * kTypicalObjects);
+        pending_.reserve(kTypicalObjects);
+        strings_.reserve(kTypicalObjects);
+        containers_.reserve(kTypicalObjects);
         if (!add(root)) {
             return std::nullopt;
         }
         const std::size_t refWidth = widthFor(objects_.size() - 1);
-        std::vector<std::uint8_t> out { 'b', 'p', 'l', 'i', 's', 't', '0', '0' };
+        std::vector<std::uint8_t> out;
+        // Enough for small objects, their references and the trailer at once.
+        out.reserve(64 + (objects_.size() * 12) + (references_.size() * refWidth));
+        out.insert(out.end(), { 'b', 'p', 'l', 'i', 's', 't', '0', '0' });
         std::vector<std::uint64_t> offsets;
         offsets.reserve(objects_.size());
         for (const auto& object : objects_) {
@@ -548,7 +597,8 @@ private:
         const Value* value = nullptr; // null for a dictionary key
         std::string_view key;
         std::optional<std::uint64_t> uid;
-        std::vector<std::uint64_t> references;
+        std::size_t firstReference = 0; // in references_
+        std::size_t referenceCount = 0;
     };
 
     std::optional<std::uint64_t> addString(std::string_view text, const Value* value)
@@ -557,7 +607,7 @@ private:
             return found->second;
         }
         const std::uint64_t index = objects_.size();
-        objects_.push_back(Object { value, text, std::nullopt, {} });
+        objects_.push_back(Object { value, text, std::nullopt, 0, 0 });
         strings_.emplace(text, index);
         return index;
     }
@@ -566,6 +616,13 @@ private:
     {
         if (const auto* text = value.string()) {
             return addString(*text, &value);
+        }
+        const std::uint64_t index = objects_.size();
+        if (const auto uid = PropertyList::uidFromValue(value)) {
+            // Each reference gets an object of its own, even where the
+            // archiver shares one UID value between references.
+            objects_.push_back(Object { &value, {}, uid, 0, 0 });
+            return index;
         }
         const void* container = nullptr;
         if (const auto& array = value.array()) {
@@ -578,38 +635,37 @@ private:
                 return found->second;
             }
         }
-        const std::uint64_t index = objects_.size();
-        objects_.push_back(Object { &value, {}, std::nullopt, {} });
-        std::vector<std::uint64_t> references;
+        objects_.push_back(Object { &value, {}, std::nullopt, 0, 0 });
+        // A container's references gather on the pending stack (its
+        // elements' own references come and go above them) and then move to
+        // the flat table in one piece.
+        const std::size_t first = pending_.size();
         if (const auto& array = value.array()) {
-            references.reserve(array->size());
             for (const auto& element : *array) {
                 const auto reference = add(element);
                 if (!reference) {
                     return std::nullopt;
                 }
-                references.push_back(*reference);
+                pending_.push_back(*reference);
             }
         } else if (const auto& dictionary = value.dictionary()) {
-            if (const auto uid = PropertyList::uidFromValue(value)) {
-                objects_[index].uid = uid;
-            } else {
-                references.reserve(2 * dictionary->size());
-                for (const auto& [key, element] : *dictionary) {
-                    references.push_back(*addString(key, nullptr));
+            for (const auto& [key, element] : *dictionary) {
+                pending_.push_back(*addString(key, nullptr));
+            }
+            for (const auto& [key, element] : *dictionary) {
+                const auto reference = add(element);
+                if (!reference) {
+                    return std::nullopt;
                 }
-                for (const auto& [key, element] : *dictionary) {
-                    const auto reference = add(element);
-                    if (!reference) {
-                        return std::nullopt;
-                    }
-                    references.push_back(*reference);
-                }
+                pending_.push_back(*reference);
             }
         } else if (value.isNull() || value.isURL() || value.isObject()) {
             return std::nullopt;
         }
-        objects_[index].references = std::move(references);
+        objects_[index].firstReference = references_.size();
+        objects_[index].referenceCount = pending_.size() - first;
+        references_.insert(references_.end(), pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end());
+        pending_.resize(first);
         if (container != nullptr) {
             containers_.emplace(container, index);
         }
@@ -640,7 +696,7 @@ private:
         }
     }
 
-    static bool encode(std::vector<std::uint8_t>& out, const Object& object, std::size_t refWidth)
+    bool encode(std::vector<std::uint8_t>& out, const Object& object, std::size_t refWidth) const
     {
         if (object.value == nullptr || object.value->isString()) {
             encodeString(out, object.key);
@@ -671,23 +727,27 @@ private:
         } else if (const auto* data = value.data()) {
             appendMarker(out, 0x4, data->length());
             out.insert(out.end(), data->span().begin(), data->span().end());
-        } else if (value.isArray()) {
-            appendMarker(out, 0xA, object.references.size());
-            for (const auto reference : object.references) {
-                appendBigEndian(out, reference, refWidth);
-            }
-        } else if (value.isDictionary()) {
-            appendMarker(out, 0xD, object.references.size() / 2);
-            for (const auto reference : object.references) {
+        } else if (value.isArray() || value.isDictionary()) {
+            const std::span references(references_.data() + object.firstReference, object.referenceCount);
+            appendMarker(out, value.isArray() ? 0xA : 0xD, value.isArray() ? references.size() : references.size() / 2);
+            for (const auto reference : references) {
                 appendBigEndian(out, reference, refWidth);
             }
         }
         return true;
     }
 
-    std::vector<Object> objects_;
-    std::unordered_map<std::string_view, std::uint64_t> strings_;
-    std::unordered_map<const void*, std::uint64_t> containers_;
+    // The writer's own tables live in one arena, on the stack while a small
+    // list fits in it: writing a small list takes no allocation besides its
+    // output.
+    static constexpr std::size_t kArenaSize = 4096;
+    std::array<std::byte, kArenaSize> arenaBuffer_ {};
+    std::pmr::monotonic_buffer_resource arena_ { arenaBuffer_.data(), arenaBuffer_.size() };
+    std::pmr::vector<Object> objects_ { std::pmr::polymorphic_allocator<Object>(&arena_) };
+    std::pmr::vector<std::uint64_t> references_ { std::pmr::polymorphic_allocator<std::uint64_t>(&arena_) };
+    std::pmr::vector<std::uint64_t> pending_ { std::pmr::polymorphic_allocator<std::uint64_t>(&arena_) };
+    std::pmr::unordered_map<std::string_view, std::uint64_t> strings_ { &arena_ };
+    std::pmr::unordered_map<const void*, std::uint64_t> containers_ { &arena_ };
 };
 
 // Objects the XML form of a value may hold.
@@ -756,14 +816,30 @@ bool xmlNestingIsShallow(std::span<const std::uint8_t> bytes)
     return true;
 }
 
+Value makeUIDValue(std::uint64_t uid)
+{
+    // UIDs of real archives are far below 2^63; larger ones cannot be told apart.
+    auto dictionary = std::make_shared<Dictionary>();
+    dictionary->emplace(std::string(PropertyList::UIDKey), Value(static_cast<std::int64_t>(uid)));
+    return Value(std::move(dictionary));
+}
+
 } // namespace
 
 Value PropertyList::uidValue(std::uint64_t uid)
 {
-    // UIDs of real archives are far below 2^63; larger ones cannot be told apart.
-    auto dictionary = std::make_shared<Dictionary>();
-    dictionary->emplace(std::string(UIDKey), Value(static_cast<std::int64_t>(uid)));
-    return Value(std::move(dictionary));
+    // Archives refer to their first few hundred objects over and over: those
+    // UIDs are made once and shared (a container is immutable once shared).
+    constexpr std::uint64_t kShared = 512;
+    static const std::vector<Value> shared = [] {
+        std::vector<Value> values;
+        values.reserve(kShared);
+        for (std::uint64_t each = 0; each < kShared; ++each) {
+            values.push_back(makeUIDValue(each));
+        }
+        return values;
+    }();
+    return uid < kShared ? shared[uid] : makeUIDValue(uid);
 }
 
 std::optional<std::uint64_t> PropertyList::uidFromValue(const Value& value)

@@ -43,6 +43,9 @@ std::optional<Data> KeyedArchiver::archivedDataWithRootObject_requiringSecureCod
 
 KeyedArchiver::KeyedArchiver(bool requiringSecureCoding) : requiringSecureCoding_(requiringSecureCoding)
 {
+    constexpr std::size_t kTypicalObjects = 32;
+    objects_.reserve(kTypicalObjects);
+    retained_.reserve(kTypicalObjects / 2);
     objects_.emplace_back("$null");
     records_.push_back(std::make_shared<Dictionary>());
 }
@@ -120,18 +123,11 @@ std::uint64_t KeyedArchiver::append(Value entry)
 
 std::uint64_t KeyedArchiver::classReference(const CodingClass& objectClass)
 {
-    if (const auto found = classes_.find(objectClass.name()); found != classes_.end()) {
+    if (const auto found = classes_.find(std::string_view(objectClass.name())); found != classes_.end()) {
         return found->second;
     }
-    auto names = std::make_shared<Array>();
-    for (const auto& name : objectClass.classes()) {
-        names->emplace_back(name);
-    }
-    auto record = std::make_shared<Dictionary>();
-    record->emplace("$classname", Value(objectClass.name()));
-    record->emplace("$classes", Value(std::move(names)));
-    const std::uint64_t uid = append(Value(std::move(record)));
-    classes_.emplace(objectClass.name(), uid);
+    const std::uint64_t uid = append(objectClass.archivedRecord());
+    classes_.emplace(std::string_view(objectClass.name()), uid);
     return uid;
 }
 
@@ -144,11 +140,11 @@ std::uint64_t KeyedArchiver::encodeValue(const Value& value)
         return append(value);
     }
     if (const auto* text = value.string()) {
-        if (const auto found = strings_.find(*text); found != strings_.end()) {
+        if (const auto found = strings_.find(std::string_view(*text)); found != strings_.end()) {
             return found->second;
         }
         const std::uint64_t uid = append(value);
-        strings_.emplace(*text, uid);
+        strings_.emplace(std::string_view(*text), uid);
         return uid;
     }
     // What the unarchiver would refuse as too deep is not written either.

@@ -110,6 +110,30 @@ TEST(PropertyList, ReadsSharedObjectsOnceAndKeepsThemShared)
     EXPECT_EQ(PropertyList::dataFromValue(*value, PropertyList::Format::XML), std::nullopt);
 }
 
+TEST(PropertyList, BoundsTheTextCopiedForAStringReferredToManyTimes)
+{
+    // A value holds its own copy of a string, so references to one long
+    // string multiply it: here 64 KiB times 200,000 (13 GB) from under 1 MB.
+    const auto plistOfReferences = [](std::size_t length, std::size_t references) {
+        BinaryPlist plist;
+        Bytes string { 0x5F, 0x12 };
+        appendBigEndian(string, length, 4);
+        string.insert(string.end(), length, 'x');
+        plist.array(std::vector<std::uint64_t>(references, 1));
+        plist.add(std::move(string));
+        return plist.build();
+    };
+    const Data hostile = plistOfReferences(std::size_t { 64 } << 10U, 200'000);
+    ASSERT_LT(hostile.length(), std::size_t { 1 } << 20U);
+    EXPECT_EQ(PropertyList::valueFromData(hostile), std::nullopt);
+
+    // Ordinary sharing stays readable.
+    const auto value = PropertyList::valueFromData(plistOfReferences(100, 1'000));
+    ASSERT_TRUE(value && value->array());
+    ASSERT_EQ(value->array()->size(), 1'000U);
+    EXPECT_EQ(value->array()->back(), Value(std::string(100, 'x')));
+}
+
 TEST(PropertyList, RefusesNestingBeyondTheLimitInBothForms)
 {
     constexpr int kHostileDepth = 100000;
