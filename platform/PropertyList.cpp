@@ -368,11 +368,7 @@ private:
                 return fail();
             }
             const auto* text = reinterpret_cast<const char*>(bytes_.data() + position); // NOLINT
-            std::string string(text, static_cast<std::size_t>(length));
-            if (string.find('\0') != std::string::npos) {
-                return fail();
-            }
-            return Value(std::move(string));
+            return Value(std::string(text, static_cast<std::size_t>(length)));
         }
         case 0x6:
             return utf16String(position);
@@ -401,9 +397,6 @@ private:
         string.reserve(static_cast<std::size_t>(units));
         for (std::uint64_t i = 0; i < units; ++i) {
             std::uint32_t code = readBigEndian(position + (2 * i), 2);
-            if (code == 0) {
-                return fail();
-            }
             if (code >= 0xD800 && code < 0xDC00 && i + 1 < units) {
                 const auto next = static_cast<std::uint32_t>(readBigEndian(position + (2 * (i + 1)), 2));
                 if (next >= 0xDC00 && next < 0xE000) {

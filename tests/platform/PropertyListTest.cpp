@@ -224,6 +224,9 @@ TEST(PropertyList, BinaryFormRoundTripsEveryScalarKind)
     (*dictionary)["when"] = Value(Date::dateWithTimeIntervalSince1970(1700000000.0));
     (*dictionary)["uid"] = PropertyList::uidValue(300);
     (*dictionary)["empty"] = Value(Data());
+    // A NUL inside a string is kept, in both string encodings.
+    (*dictionary)[std::string("key\0with NUL", 12)] = Value(std::string("a\0b", 3));
+    (*dictionary)["unicode with NUL"] = Value(std::string("Gr\xC3\xBC\0\xC3\x9F", 7));
     const auto data = PropertyList::dataFromValue(Value(dictionary), PropertyList::Format::Binary);
     ASSERT_TRUE(data);
     EXPECT_EQ(PropertyList::valueFromData(*data), Value(dictionary));
