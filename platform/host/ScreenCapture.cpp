@@ -212,7 +212,8 @@ void ScreenCapture::schedule()
 {
     const double next = static_cast<double>(nextFrame_) / FramesPerSecond;
     timer_ = Clock::scheduleAfter(next - time() + kSlotTolerance, [weak = weak_from_this()] {
-        if (const auto capture = weak.lock()) {
+        // A timer that was already due when the capture paused or stopped sets no other.
+        if (const auto capture = weak.lock(); capture && !capture->stopped_ && !capture->pausedAt_) {
             capture->takeDueFrames();
             capture->schedule();
         }
