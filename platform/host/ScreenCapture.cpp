@@ -184,7 +184,13 @@ std::shared_ptr<ScreenCapture::Movie> ScreenCapture::openMovie(const std::string
     auto movie = std::make_shared<Movie>();
     movie->writer = std::move(writer);
     movie->origin = time();
-    encoder_->post(encoder_, [encoder = encoder_.get(), movie] { encoder->movies.push_back(movie); });
+    // The movie opens on the picture the screen shows now, the one taken last.
+    encoder_->post(encoder_, [encoder = encoder_.get(), movie, picture = lastPicture_] {
+        if (picture) {
+            movie->writer->addFrame(*picture, 0);
+        }
+        encoder->movies.push_back(movie);
+    });
     return movie;
 }
 
@@ -237,6 +243,7 @@ void ScreenCapture::takeDueFrames()
     }
     const auto first = nextFrame_;
     nextFrame_ = last + 1;
+    lastPicture_ = picture;
 
     std::vector<std::int16_t> samples;
     const double audioStart = static_cast<double>(nextSample_) / AudioSampleRate;

@@ -84,6 +84,7 @@ private:
     std::shared_ptr<Encoder> encoder_;
     std::shared_ptr<void> timer_;
     FrameObserver observer_;
+    std::shared_ptr<const Bitmap> lastPicture_;
     bool started_ = false;
     bool stopped_ = false;
     double startUptime_ = 0;

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace lumora::test {
 namespace {
@@ -123,6 +124,33 @@ TEST_F(ScreenRecordingTest, ARecordingOfTheScreenIsANewMovieOfWhatTheAppDrewWith
     EXPECT_NEAR(silent->duration, 0.5, 0.1);
     EXPECT_TRUE(closeColours(colourAt(*silent, 0.2), kGreen));
     EXPECT_TRUE(fs::exists(path));
+}
+
+TEST_F(ScreenRecordingTest, AClipOfTheSameCaptureCoversOnlyTheTimeItWasOpen)
+{
+    service().setRecordsScreen(true);
+    start(false);
+    wait(1);
+    const auto capture = service().screenCapture();
+    ASSERT_NE(capture, nullptr);
+    const auto path = fs::temp_directory_path() / ("lumora-clip-" + std::to_string(::getpid()) + ".mp4");
+    const auto clip = capture->openMovie(path.string());
+    ASSERT_NE(clip, nullptr);
+    wait(0.5);
+    paint(kBlue);
+    wait(0.5);
+    EXPECT_TRUE(capture->closeMovie(clip));
+    wait(1);
+    ASSERT_TRUE(stop());
+
+    const auto movie = decodeMovie(path.string());
+    fs::remove(path);
+    ASSERT_TRUE(movie);
+    EXPECT_FALSE(movie->hasAudio);
+    EXPECT_NEAR(movie->duration, 1, 0.1);
+    EXPECT_NEAR(static_cast<double>(movie->frames.size()), ScreenCapture::FramesPerSecond, 2);
+    EXPECT_TRUE(closeColours(colourAt(*movie, 0), kRed));
+    EXPECT_TRUE(closeColours(colourAt(*movie, 0.9), kBlue));
 }
 
 TEST_F(ScreenRecordingTest, WithoutRecordingTheScreenStopsAnswerWithTheCannedMovie)
