@@ -11,6 +11,7 @@ packages=(
   libplist-dev
   libicu-dev
   libcairo2-dev
+  libavcodec-dev libavformat-dev libavutil-dev libswscale-dev
   libspdlog-dev libfmt-dev
   libgtest-dev libgmock-dev googletest
   libbenchmark-dev

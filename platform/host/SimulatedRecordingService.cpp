@@ -10,6 +10,10 @@
 #include "upload/LMBroadcastExtensionKeys.h"
 
 #include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <fmt/format.h>
+#include <unistd.h>
 
 namespace lumora::platform::host {
 
@@ -56,6 +60,39 @@ DispatchQueue& deliveryQueue()
     return **queue;
 }
 
+// The host folder that the service's movies folder is mounted onto: one of
+// its own in the temporary directory, removed with the movies when the
+// process ends.
+class MoviesFolder {
+public:
+    MoviesFolder()
+        : path_(
+            (std::filesystem::temp_directory_path() / fmt::format("lumora-recording-service-{}", ::getpid())).string())
+    { }
+    ~MoviesFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    MoviesFolder(const MoviesFolder&) = delete;
+    MoviesFolder& operator=(const MoviesFolder&) = delete;
+    MoviesFolder(MoviesFolder&&) = delete;
+    MoviesFolder& operator=(MoviesFolder&&) = delete;
+
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+const std::string& moviesFolder()
+{
+    static const MoviesFolder folder;
+    std::error_code ignored;
+    std::filesystem::create_directories(folder.path(), ignored);
+    return folder.path();
+}
+
 bool argumentIsTrue(const std::vector<Value>& arguments, std::size_t index)
 {
     return index < arguments.size() && arguments[index].boolValue();
@@ -65,7 +102,14 @@ bool argumentIsTrue(const std::vector<Value>& arguments, std::size_t index)
 
 void SimulatedRecordingService::reset()
 {
+    // A capture still going is let go outside the lock: it waits for its encoding.
+    std::shared_ptr<ScreenCapture> capture;
     std::lock_guard lock(mutex_);
+    capture = std::move(capture_);
+    movie_.reset();
+    movieDevicePath_.clear();
+    recordedAnswer_.reset();
+    recordsScreen_ = false;
     requests_.clear();
     startError_.reset();
     stopAnswer_.reset();
@@ -82,11 +126,15 @@ void SimulatedRecordingService::recordRequest(std::string message, std::vector<V
     enum class Step : std::uint8_t { None, Start, Pause, Resume, Finish };
     auto step = Step::None;
     bool microphone = false;
+    bool broadcast = false;
+    bool screen = false;
     {
         std::lock_guard lock(mutex_);
-        if (message == kStartMessage && !startError_ && argumentIsTrue(arguments, kStartBroadcastArgument)) {
+        if (message == kStartMessage && !startError_) {
             step = Step::Start;
             microphone = argumentIsTrue(arguments, kStartMicrophoneArgument) && microphoneConsent_;
+            broadcast = argumentIsTrue(arguments, kStartBroadcastArgument);
+            screen = recordsScreen_;
         } else if (message == "pauseRecording") {
             step = Step::Pause;
         } else if (message == "resumeRecordingWithWindowLayerContextID:") {
@@ -97,17 +145,30 @@ void SimulatedRecordingService::recordRequest(std::string message, std::vector<V
         }
         requests_.push_back(Request { std::move(message), std::move(arguments) });
     }
+    const auto capture = screenCapture();
     switch (step) {
     case Step::Start:
-        startBroadcast(microphone);
+        if (screen) {
+            startScreenRecording(microphone);
+        }
+        if (broadcast) {
+            startBroadcast(microphone);
+        }
         break;
     case Step::Pause:
+        if (capture) {
+            capture->pause();
+        }
         pauseBroadcast();
         break;
     case Step::Resume:
+        if (capture) {
+            capture->resume();
+        }
         resumeBroadcast();
         break;
     case Step::Finish:
+        finishScreenRecording();
         finishBroadcast();
         break;
     case Step::None:
@@ -174,7 +235,72 @@ void SimulatedRecordingService::setStopAnswer(std::optional<URL> movieURL, Error
 LocalRecordingService::StopAnswer SimulatedRecordingService::answerStop(const std::optional<URL>& cannedMovieURL) const
 {
     std::lock_guard lock(mutex_);
-    return stopAnswer_ ? *stopAnswer_ : LocalRecordingService::StopAnswer { cannedMovieURL, nullptr };
+    if (stopAnswer_) {
+        return *stopAnswer_;
+    }
+    return recordedAnswer_ ? *recordedAnswer_ : LocalRecordingService::StopAnswer { cannedMovieURL, nullptr };
+}
+
+void SimulatedRecordingService::setRecordsScreen(bool recordsScreen)
+{
+    std::lock_guard lock(mutex_);
+    recordsScreen_ = recordsScreen;
+}
+
+bool SimulatedRecordingService::recordsScreen() const
+{
+    std::lock_guard lock(mutex_);
+    return recordsScreen_;
+}
+
+std::shared_ptr<ScreenCapture> SimulatedRecordingService::screenCapture() const
+{
+    std::lock_guard lock(mutex_);
+    return capture_;
+}
+
+void SimulatedRecordingService::startScreenRecording(bool microphone)
+{
+    // A start the recorder sent twice begins a new movie.
+    finishScreenRecording();
+    // Every movie gets a name of its own for as long as the process runs.
+    static std::atomic<std::uint64_t> recordings { 0 };
+    const auto name = fmt::format("Recording-{}.mp4", ++recordings);
+    const auto& folder = moviesFolder();
+    SimulatedDevice::shared().mountDirectory(std::string(MoviesDirectory), folder);
+    auto capture = ScreenCapture::make(microphone);
+    auto movie = capture->openMovie((std::filesystem::path(folder) / name).string());
+    capture->start();
+    std::lock_guard lock(mutex_);
+    capture_ = std::move(capture);
+    movie_ = std::move(movie);
+    movieDevicePath_ = std::string(MoviesDirectory) + name;
+    recordedAnswer_.reset();
+}
+
+void SimulatedRecordingService::finishScreenRecording()
+{
+    std::shared_ptr<ScreenCapture> capture;
+    std::shared_ptr<ScreenCapture::Movie> movie;
+    std::string path;
+    {
+        std::lock_guard lock(mutex_);
+        capture = std::move(capture_);
+        movie = std::move(movie_);
+        path = std::move(movieDevicePath_);
+    }
+    if (!capture) {
+        return;
+    }
+    capture->stop();
+    const bool written = movie && capture->closeMovie(movie);
+    if (!written) {
+        Log::error("Recording service: the screen recording could not be written");
+    }
+    std::lock_guard lock(mutex_);
+    recordedAnswer_
+        = LocalRecordingService::StopAnswer { written ? std::optional(URL::fileURLWithPath(path)) : std::nullopt,
+              nullptr };
 }
 
 std::shared_ptr<ServiceConnection> SimulatedRecordingService::clientConnection()

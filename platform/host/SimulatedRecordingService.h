@@ -6,6 +6,7 @@
 #include "platform/LocalRecordingService.h"
 #include "platform/ServiceConnection.h"
 #include "platform/Value.h"
+#include "platform/host/ScreenCapture.h"
 
 #include <cstdint>
 #include <functional>
@@ -14,6 +15,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lumora::platform::host {
@@ -34,6 +36,14 @@ namespace lumora::platform::host {
 /// `PayloadInterval` seconds of the device clock, the pause and resume of
 /// the recording, and the finish when it stops. Service information that an
 /// extension returns reaches the application through its connection.
+///
+/// Stops answer with the canned movie unless the service records the screen
+/// (`setRecordsScreen`): then a start that succeeds captures the main screen
+/// as it is composited, on the device clock, with the microphone's audio
+/// when the microphone was granted (`ScreenCapture`), a pause and a resume
+/// pause and resume that capture, and a stop completes the movie in the
+/// service's own folder (`MoviesDirectory`) and answers with its URL.
+/// Requests arrive on the MainQueue, where the screen may be composited.
 class SimulatedRecordingService {
 public:
     /// How an upload extension takes the broadcast. The service does not cut
@@ -69,6 +79,19 @@ public:
     void setStopAnswer(std::optional<URL> movieURL, ErrorRef error);
     [[nodiscard]] LocalRecordingService::StopAnswer answerStop(const std::optional<URL>& cannedMovieURL) const;
 
+    // ---- Recording the screen ---------------------------------------------------------
+    /// The device folder that recorded movies are written to, a folder of the
+    /// service's own (mounted onto a folder in the host's temporary directory,
+    /// removed when the process ends).
+    static constexpr std::string_view MoviesDirectory = "/private/var/mobile/Library/RecordingService/Movies/";
+    /// Makes started recordings capture the screen into movies of their own
+    /// (initially, and after a reset, they do not).
+    void setRecordsScreen(bool recordsScreen);
+    [[nodiscard]] bool recordsScreen() const;
+    /// The capture of the recording going on, or null: to watch its pictures
+    /// or to write more movies from it.
+    [[nodiscard]] std::shared_ptr<ScreenCapture> screenCapture() const;
+
     // ---- Calls of the service into the application ------------------------------------
     /// The application's end of its connection to the service, made on first
     /// use (a reset makes the next use make a new one). Whoever stands for the
@@ -103,6 +126,8 @@ private:
         std::shared_ptr<void> timer;
     };
 
+    void startScreenRecording(bool microphone);
+    void finishScreenRecording();
     void startBroadcast(bool microphone);
     void pauseBroadcast();
     void resumeBroadcast();
@@ -122,6 +147,12 @@ private:
     bool microphoneConsent_ = true;
     bool cameraConsent_ = true;
     std::shared_ptr<ServiceConnection> connection_;
+    bool recordsScreen_ = false;
+    std::shared_ptr<ScreenCapture> capture_;
+    std::shared_ptr<ScreenCapture::Movie> movie_;
+    std::string movieDevicePath_;
+    // How stops answer since the last screen recording ended.
+    std::optional<LocalRecordingService::StopAnswer> recordedAnswer_;
 };
 
 } // namespace lumora::platform::host

@@ -1,10 +1,13 @@
 #include "sample_app/app/RecordingApp.h"
 
 #include "camera/LMPipViewController.h"
+#include "platform/Color.h"
+#include "platform/DispatchQueue.h"
 #include "platform/KeyValueObserving.h"
 #include "platform/Screen.h"
 #include "platform/Window.h"
 
+#include <array>
 #include <fmt/format.h>
 
 namespace lumora::sample {
@@ -101,6 +104,48 @@ void RecordingApp::printState(const std::string& step) const
 {
     fmt::print("[recording] {}: recording {}, paused {}, microphone {}, camera {}\n", step, recorder_->isRecording(),
         recorder_->isPaused(), recorder_->isMicrophoneEnabled(), recorder_->isCameraEnabled());
+}
+
+void RecordingApp::animateColours(double seconds)
+{
+    const auto canvas = window_->rootViewController()->view();
+    canvas->setBackgroundColor(platform::Color::colorWithWhite_alpha(0.15, 1));
+    struct Square {
+        std::array<double, 3> colour;
+        platform::Point from;
+        platform::Point to;
+    };
+    const std::array<Square, 3> squares { {
+        { { 0.9, 0.2, 0.2 }, { 60, 120 }, { 315, 260 } },
+        { { 0.2, 0.8, 0.3 }, { 315, 330 }, { 60, 470 } },
+        { { 0.2, 0.4, 0.95 }, { 60, 540 }, { 315, 400 } },
+    } };
+    for (const auto& square : squares) {
+        auto view = std::make_shared<platform::View>(platform::Rect { { 0, 0 }, { 90, 90 } });
+        view->setBackgroundColor(
+            platform::Color::colorWithRed_green_blue_alpha(square.colour[0], square.colour[1], square.colour[2], 1));
+        view->setCenter(square.from);
+        canvas->addSubview(view);
+        squares_.push_back(view);
+    }
+    platform::View::animateWithDuration_animations(seconds, [this, &squares] {
+        for (std::size_t index = 0; index < squares.size(); ++index) {
+            squares_[index]->setCenter(squares.at(index).to);
+        }
+    });
+    fmt::print("[recording] three squares move across the screen for {:g} seconds\n", seconds);
+}
+
+std::optional<platform::URL> RecordingApp::stopAndTakeMovie()
+{
+    auto answer = std::make_shared<std::optional<std::optional<platform::URL>>>();
+    recorder_->stopRecordingWithVideoURLHandler([answer](const std::optional<platform::URL>& movieURL,
+                                                    const platform::ErrorRef& error) {
+        fmt::print("[recording] stopped: movie {}, error {}\n", movieURL ? movieURL->path() : "none", describe(error));
+        *answer = movieURL;
+    });
+    platform::MainQueue::runUntil([answer] { return answer->has_value(); });
+    return answer->value_or(std::nullopt);
 }
 
 } // namespace lumora::sample

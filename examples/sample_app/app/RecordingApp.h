@@ -1,10 +1,14 @@
 #pragma once
 
 #include "platform/Application.h"
+#include "platform/URL.h"
+#include "platform/View.h"
 #include "recording/LMScreenRecorder.h"
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace lumora::sample {
 
@@ -40,9 +44,15 @@ public:
     void switchOffCameraAndMicrophone();
     /// Prints the recorder's state after `step`.
     void printState(const std::string& step) const;
+    /// Shows three coloured squares and sets them moving across the window
+    /// for `seconds` (view animations, which run on the device clock).
+    void animateColours(double seconds);
+    /// Stops the recording, asking for the movie itself, and answers its URL.
+    std::optional<platform::URL> stopAndTakeMovie();
 
 private:
     std::shared_ptr<platform::Window> window_;
+    std::vector<std::shared_ptr<platform::View>> squares_;
     std::shared_ptr<LMScreenRecorder> recorder_;
     std::shared_ptr<void> microphoneToken_;
     std::shared_ptr<void> cameraToken_;

@@ -1,4 +1,7 @@
 #include "platform/DeviceRestrictions.h"
+#include "platform/DispatchQueue.h"
+#include "platform/host/Bitmap.h"
+#include "platform/host/ScreenCapture.h"
 #include "platform/host/SimulatedApplication.h"
 #include "platform/host/SimulatedDevice.h"
 #include "platform/host/SimulatedHardware.h"
@@ -8,8 +11,12 @@
 #include "platform/host/SimulatedScreens.h"
 #include "sample_app/Demos.h"
 #include "sample_app/app/RecordingApp.h"
+#include "sample_app/device/SampleDevice.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
+#include <vector>
 
 namespace lumora::sample {
 
@@ -17,7 +24,62 @@ namespace {
 
 using platform::DeviceRestrictions;
 using platform::ExternalScreenType;
+using platform::host::Bitmap;
 using platform::host::SimulatedDevice;
+
+// Pictures of the recording, kept for a contact sheet: one each half second.
+struct ContactSheet {
+    static constexpr double Interval = 0.5;
+    static constexpr int Columns = 3;
+    static constexpr int Rows = 2;
+    // Each picture is shrunk to a quarter of its width and height.
+    static constexpr int Shrink = 4;
+    static constexpr int Margin = 6;
+
+    std::vector<Bitmap> pictures;
+
+    void keep(const Bitmap& picture, double time)
+    {
+        if (pictures.size() < Columns * Rows && time + 1e-6 >= static_cast<double>(pictures.size()) * Interval) {
+            pictures.push_back(picture);
+        }
+    }
+
+    // The kept pictures side by side on a dark ground, scaled down by taking every `Shrink`th pixel.
+    [[nodiscard]] Bitmap compose() const
+    {
+        if (pictures.empty()) {
+            return {};
+        }
+        const int width = pictures[0].width() / Shrink;
+        const int height = pictures[0].height() / Shrink;
+        Bitmap sheet((Columns * (width + Margin)) + Margin, (Rows * (height + Margin)) + Margin, 1);
+        std::fill_n(sheet.data(), static_cast<std::size_t>(sheet.width()) * sheet.height(), 0xFF202020U);
+        for (std::size_t index = 0; index < pictures.size(); ++index) {
+            const auto& picture = pictures[index];
+            const int left = Margin + (static_cast<int>(index) % Columns * (width + Margin));
+            const int top = Margin + (static_cast<int>(index) / Columns * (height + Margin));
+            for (int y = 0; y < height; ++y) {
+                for (int x = 0; x < width; ++x) {
+                    sheet.data()[((top + y) * sheet.width()) + left + x]
+                        = picture.data()[(y * Shrink * picture.width()) + (x * Shrink)];
+                }
+            }
+        }
+        return sheet;
+    }
+};
+
+// Lets the device clock run on by `seconds`, a frame at a time, and the MainQueue
+// handle what fell due (the recording service takes its frames on that clock).
+void letTimePass(double seconds)
+{
+    const auto frames = static_cast<int>(seconds * platform::host::ScreenCapture::FramesPerSecond);
+    for (int frame = 0; frame < frames; ++frame) {
+        SimulatedDevice::shared().advanceClock(1.0 / platform::host::ScreenCapture::FramesPerSecond);
+        platform::MainQueue::drain();
+    }
+}
 
 // Prints what the recording service was asked since the `from`th request.
 void printServiceRequests(std::size_t from)
@@ -58,8 +120,15 @@ void runRecordingDemo()
     app->tryToStart("while mirroring");
     device.screens().setExternalScreenType(ExternalScreenType::None);
 
-    fmt::print("[recording] Starting a recording with microphone and camera\n");
+    fmt::print("[recording] Starting a recording with microphone and camera; the service records the screen\n");
+    // The service turns what the app draws into a real movie, frame by frame as the device clock moves.
+    device.recordingService().setRecordsScreen(true);
+    device.freezeClock(platform::Date::now());
     app->startWithMicrophoneAndCamera();
+    ContactSheet sheet;
+    if (const auto capture = device.recordingService().screenCapture()) {
+        capture->setFrameObserver([&sheet](const Bitmap& picture, double time) { sheet.keep(picture, time); });
+    }
     fmt::print("[recording] camera sessions running: {}\n", device.media().runningSessionCount());
     printServiceRequests(0);
     app->startAgain();
@@ -85,6 +154,27 @@ void runRecordingDemo()
     app->switchOffCameraAndMicrophone();
     fmt::print("[recording] camera sessions running: {}\n", device.media().runningSessionCount());
     printServiceRequests(seen);
+
+    fmt::print("[recording] The app draws while it records\n");
+    app->animateColours(3);
+    letTimePass(3);
+    const auto movie = app->stopAndTakeMovie();
+    device.releaseClock();
+    if (movie) {
+        namespace fs = std::filesystem;
+        const fs::path copy = fs::path(sampleOutputDirectory()) / "recording.mp4";
+        std::error_code error;
+        fs::copy_file(device.resolvePath(movie->path()), copy, fs::copy_options::overwrite_existing, error);
+        fmt::print("[recording] {} the movie to {}\n", error ? "could not copy" : "copied", copy.string());
+    }
+    const auto picture = sheet.compose();
+    const auto sheetPath = sampleOutputDirectory() + "/recording-contact-sheet.png";
+    if (picture.writePNG(sheetPath)) {
+        fmt::print("[recording] wrote {} ({} frames of the recording, half a second apart)\n", sheetPath,
+            sheet.pictures.size());
+    } else {
+        fmt::print("[recording] could not write {}\n", sheetPath);
+    }
 }
 
 } // namespace lumora::sample
