@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -318,6 +319,25 @@ bool SimulatedRecordingService::isBroadcasting() const
 {
     std::lock_guard lock(mutex_);
     return broadcast_.has_value();
+}
+
+bool SimulatedRecordingService::waitForUploadRequests(std::chrono::milliseconds timeout) const
+{
+    struct Marker {
+        std::mutex mutex;
+        std::condition_variable reached;
+        bool done = false;
+    };
+    auto marker = std::make_shared<Marker>();
+    deliveryQueue().async([marker] {
+        {
+            std::lock_guard lock(marker->mutex);
+            marker->done = true;
+        }
+        marker->reached.notify_all();
+    });
+    std::unique_lock lock(marker->mutex);
+    return marker->reached.wait_for(lock, timeout, [&marker] { return marker->done; });
 }
 
 void SimulatedRecordingService::startBroadcast(bool microphone)

@@ -7,6 +7,7 @@
 #include "platform/ServiceConnection.h"
 #include "platform/Value.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -111,6 +112,9 @@ public:
     void installUploadExtension(std::string identifier, UploadKind kind, UploadHandlerFactory factory);
     /// Whether a broadcast is live (started and not yet finished).
     [[nodiscard]] bool isBroadcasting() const;
+    /// Waits, at most `timeout`, until every upload request queued so far has
+    /// ended and its reply has been read. False on timeout.
+    [[nodiscard]] bool waitForUploadRequests(std::chrono::milliseconds timeout) const;
 
 private:
     struct UploadExtension {
