@@ -72,6 +72,9 @@ bool argumentIsTrue(const std::vector<Value>& arguments, std::size_t index)
     return index < arguments.size() && arguments[index].boolValue();
 }
 
+// Live time below this is rounding, not recording.
+constexpr double kClipTimeTolerance = 1e-9;
+
 // The broadcast configuration as the service reads its archive: only the clip
 // duration matters here. The class name and key are the archive's, which the
 // service reads on its own side of the process boundary.
@@ -374,7 +377,8 @@ void SimulatedRecordingService::startBroadcast(bool microphone)
         .clipLength = clipDuration.value_or(DefaultClipDuration),
         .clipRecorded = 0.0,
         .liveSince = Clock::uptime(),
-        .clipsCut = 0 };
+        .clipsCut = 0,
+        .clipTimersSet = 0 };
     if (broadcast_->extension.kind == UploadKind::SampleBuffer) {
         deliverAction(LMBroadcastActionTypeStarted, true);
         scheduleNextPayloadsLocked();
@@ -445,13 +449,14 @@ void SimulatedRecordingService::sendPayloads()
     }
     const auto start = broadcast_->nextFrame;
     broadcast_->nextFrame += kFramesPerPayload;
-    ExtensionItems items { ExtensionRequest::labelledItem(
-        kPayloadLabel, audioPayload(LMBroadcastSampleTypeAudioApp, start)) };
+    // One item holding the list of payloads: the extension processes a list
+    // in order, while separate items load in any order.
+    Array payloads { audioPayload(LMBroadcastSampleTypeAudioApp, start) };
     if (broadcast_->microphone) {
-        items.push_back(
-            ExtensionRequest::labelledItem(kPayloadLabel, audioPayload(LMBroadcastSampleTypeAudioMic, start)));
+        payloads.push_back(audioPayload(LMBroadcastSampleTypeAudioMic, start));
     }
-    deliver(broadcast_->extension.factory, std::move(items));
+    deliver(broadcast_->extension.factory,
+        { ExtensionRequest::labelledItem(kPayloadLabel, Value(std::make_shared<const Array>(std::move(payloads)))) });
     scheduleNextPayloadsLocked();
 }
 
@@ -490,22 +495,36 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
 void SimulatedRecordingService::scheduleClipCutLocked()
 {
     const auto recorded = broadcast_->clipRecorded + (Clock::uptime() - broadcast_->liveSince);
-    const auto remaining = std::max(0.0, broadcast_->clipLength - recorded);
-    broadcast_->timer
-        = Clock::scheduleAfter(remaining, [this, number = broadcast_->number] { cutClipOnTimer(number); });
-}
-
-void SimulatedRecordingService::cutClipOnTimer(std::uint64_t broadcastNumber)
-{
-    std::lock_guard lock(mutex_);
-    // A timer that was due when the broadcast paused or finished may still run.
-    if (!broadcast_ || broadcast_->number != broadcastNumber || broadcast_->paused) {
+    const auto remaining = broadcast_->clipLength - recorded;
+    // A clip that is already long enough (it filled up just as the recording
+    // paused, or the extension asked for shorter clips) is cut at once.
+    if (remaining <= kClipTimeTolerance) {
+        cutAndStartNextClipLocked();
         return;
     }
+    broadcast_->timer = Clock::scheduleAfter(remaining,
+        [this, number = broadcast_->number, timer = ++broadcast_->clipTimersSet] { cutClipOnTimer(number, timer); });
+}
+
+void SimulatedRecordingService::cutClipOnTimer(std::uint64_t broadcastNumber, std::uint64_t timerNumber)
+{
+    std::lock_guard lock(mutex_);
+    // A timer that was due when the broadcast paused or finished, or when
+    // another timer took its place, may still run.
+    if (!broadcast_ || broadcast_->number != broadcastNumber || broadcast_->clipTimersSet != timerNumber
+        || broadcast_->paused) {
+        return;
+    }
+    cutAndStartNextClipLocked();
+}
+
+void SimulatedRecordingService::cutAndStartNextClipLocked()
+{
     cutClipLocked(false);
     broadcast_->clipLength = broadcast_->clipDuration;
     broadcast_->clipRecorded = 0.0;
     broadcast_->liveSince = Clock::uptime();
+    // Clip durations are at least MinimumClipDuration, so this sets a timer.
     scheduleClipCutLocked();
 }
 

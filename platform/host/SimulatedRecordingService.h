@@ -138,6 +138,9 @@ private:
         double clipRecorded = 0.0;
         double liveSince = 0.0;
         std::int64_t clipsCut = 0;
+        /// Counts the clip timers set, so that one already queued when it was
+        /// replaced cuts nothing.
+        std::uint64_t clipTimersSet = 0;
     };
 
     void startBroadcast(bool microphone);
@@ -151,7 +154,8 @@ private:
     void deliver(const UploadHandlerFactory& factory, ExtensionItems items);
 
     void scheduleClipCutLocked();
-    void cutClipOnTimer(std::uint64_t broadcastNumber);
+    void cutClipOnTimer(std::uint64_t broadcastNumber, std::uint64_t timerNumber);
+    void cutAndStartNextClipLocked();
     /// Cuts the clip being recorded and queues its request.
     void cutClipLocked(bool last);
     /// Writes the movie of clip `clip` of broadcast `broadcastNumber` into the

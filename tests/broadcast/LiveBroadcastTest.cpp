@@ -421,5 +421,33 @@ TEST_F(LiveClipBroadcastTest, ASetupWithoutAClipDurationIsCutAtTheDefaultAndASto
     EXPECT_TRUE(calls[1].finished);
 }
 
+TEST_F(LiveClipBroadcastTest, AClipThatFallsDueAsTheRecordingPausesIsCutOnce)
+{
+    const auto controller = chooseInPicker(kClipSetupExtension);
+    ASSERT_NE(controller, nullptr);
+    const double start = platform::Clock::uptime();
+    controller->startBroadcastWithHandler(nullptr);
+    drainMainQueue();
+    // The clip falls due, and the app pauses and resumes before its timer has run.
+    device().advanceClock(2.0);
+    controller->pauseBroadcast();
+    controller->resumeBroadcast();
+    drainMainQueue();
+    ASSERT_EQ(hooks->waitFor(1).size(), 1U); // the handler notes the time: let it do so before the clock moves
+    letTimePass(0.5);
+    controller->finishBroadcastWithHandler(nullptr);
+    ASSERT_EQ(hooks->waitFor(2).size(), 2U);
+    ASSERT_TRUE(runPendingDeliveries());
+
+    const auto movieBytes = std::filesystem::file_size(frameworkBundleDirectory() + "/srecorder.mp4");
+    std::vector<std::pair<std::string, bool>> clips;
+    for (const auto& call : hooks->calls()) {
+        clips.emplace_back(call.hook, call.finished);
+    }
+    EXPECT_THAT(clips,
+        ElementsAre(std::pair(fmt::format("{:.1f} s, {} bytes", start + 2.0, movieBytes), false),
+            std::pair(fmt::format("{:.1f} s, {} bytes", start + 2.5, movieBytes), true)));
+}
+
 } // namespace
 } // namespace lumora::test
