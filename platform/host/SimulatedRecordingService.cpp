@@ -1,18 +1,27 @@
 #include "platform/host/SimulatedRecordingService.h"
 
+#include "platform/Bundle.h"
 #include "platform/Clock.h"
+#include "platform/Coding.h"
 #include "platform/DispatchQueue.h"
+#include "platform/KeyedUnarchiver.h"
 #include "platform/Log.h"
 #include "platform/SampleBuffer.h"
 #include "platform/host/ExtensionRequest.h"
 #include "platform/host/SimulatedBroadcastPicker.h"
 #include "platform/host/SimulatedDevice.h"
+#include "recording/LMExtensions.h"
 #include "upload/LMBroadcastExtensionKeys.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
+#include <condition_variable>
+#include <cstdlib>
 #include <filesystem>
-#include <fmt/format.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace lumora::platform::host {
@@ -98,7 +107,105 @@ bool argumentIsTrue(const std::vector<Value>& arguments, std::size_t index)
     return index < arguments.size() && arguments[index].boolValue();
 }
 
+// Live time below this is rounding, not recording.
+constexpr double kClipTimeTolerance = 1e-9;
+
+// The broadcast configuration as the service reads its archive: only the clip
+// duration matters here. The class name and key are the archive's, which the
+// service reads on its own side of the process boundary.
+constexpr std::string_view kConfigurationClassName = "LMBroadcastConfiguration";
+constexpr std::string_view kClipDurationKey = "clipDuration";
+
+class ReceivedConfiguration final : public Object {
+public:
+    double clipDuration = 0.0;
+    [[nodiscard]] std::string className() const override { return std::string(kConfigurationClassName); }
+    [[nodiscard]] bool isKindOfClassNamed(const std::string& name) const override
+    {
+        return name == kConfigurationClassName || Object::isKindOfClassNamed(name);
+    }
+};
+
+const CodingClass& receivedConfigurationClass()
+{
+    static const CodingClass instance(std::string(kConfigurationClassName),
+        { std::string(kConfigurationClassName), std::string(CodingClass::RootClassName) }, true,
+        [](Coder& coder) -> ObjectRef {
+            auto configuration = std::make_shared<ReceivedConfiguration>();
+            configuration->clipDuration
+                = coder.decodeObjectOfClass_forKey(CodingClass::number(), kClipDurationKey).doubleValue();
+            return configuration;
+        });
+    return instance;
+}
+
+// The clip duration an archived configuration asks for, within the bounds the
+// service cuts at; nullopt when the archive is not a configuration or its
+// duration is none, zero, negative or not a number.
+std::optional<double> clipDurationOfArchive(const Data& archive)
+{
+    const auto configuration
+        = KeyedUnarchiver::unarchivedObjectOfClass_fromData_error(receivedConfigurationClass(), archive, nullptr)
+              .objectAs<ReceivedConfiguration>();
+    if (!configuration || !std::isfinite(configuration->clipDuration) || configuration->clipDuration <= 0.0) {
+        return std::nullopt;
+    }
+    return std::clamp(configuration->clipDuration, SimulatedRecordingService::MinimumClipDuration,
+        SimulatedRecordingService::MaximumClipDuration);
+}
+
+bool hasItemTitled(const ExtensionItems& items, std::string_view label)
+{
+    return std::any_of(items.begin(), items.end(), [label](const ExtensionItemRef& item) {
+        return item && item->attributedTitle() && item->attributedTitle()->string() == label;
+    });
+}
+
+// The host folder behind the service's clip folder. When no mount covers it,
+// a temporary folder of the service's own is mounted there.
+std::optional<std::filesystem::path> clipFolder()
+{
+    auto& device = SimulatedDevice::shared();
+    const std::string devicePath(SimulatedRecordingService::ClipDirectory);
+    auto hostPath = device.resolvePath(devicePath);
+    if (hostPath == devicePath) {
+        std::error_code error;
+        auto pattern = (std::filesystem::temp_directory_path(error) / "lumora-recording-service-XXXXXX").string();
+        if (error || ::mkdtemp(pattern.data()) == nullptr) {
+            return std::nullopt;
+        }
+        device.mountDirectory(devicePath, pattern);
+        hostPath = pattern;
+    }
+    std::error_code error;
+    std::filesystem::create_directories(hostPath, error);
+    if (error) {
+        return std::nullopt;
+    }
+    return std::filesystem::path(hostPath);
+}
+
+// Removes the clips an earlier broadcast left in the service's folder.
+void removeOldClips()
+{
+    const auto folder = clipFolder();
+    if (!folder) {
+        return;
+    }
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(*folder, error)) {
+        if (entry.path().filename().string().starts_with("clip-")) {
+            std::filesystem::remove(entry.path(), error);
+        }
+    }
+}
+
 } // namespace
+
+std::string SimulatedRecordingService::readTokenForFile(const std::string& devicePath)
+{
+    return "com.lumora.sandbox.read:" + devicePath;
+}
 
 void SimulatedRecordingService::reset()
 {
@@ -341,6 +448,25 @@ bool SimulatedRecordingService::isBroadcasting() const
     return broadcast_.has_value();
 }
 
+bool SimulatedRecordingService::waitForUploadRequests(std::chrono::milliseconds timeout) const
+{
+    struct Marker {
+        std::mutex mutex;
+        std::condition_variable reached;
+        bool done = false;
+    };
+    auto marker = std::make_shared<Marker>();
+    deliveryQueue().async([marker] {
+        {
+            std::lock_guard lock(marker->mutex);
+            marker->done = true;
+        }
+        marker->reached.notify_all();
+    });
+    std::unique_lock lock(marker->mutex);
+    return marker->reached.wait_for(lock, timeout, [&marker] { return marker->done; });
+}
+
 void SimulatedRecordingService::startBroadcast(bool microphone)
 {
     const auto setup = SimulatedDevice::shared().broadcastPicker().chosenSetup();
@@ -354,21 +480,39 @@ void SimulatedRecordingService::startBroadcast(bool microphone)
         uploadIdentifier
             = setupExtension->attributes()->stringForKey(SimulatedBroadcastPicker::UploadExtensionAttribute);
     }
+    std::optional<double> clipDuration;
+    if (setup->configurationArchive) {
+        clipDuration = clipDurationOfArchive(*setup->configurationArchive);
+    }
     std::lock_guard lock(mutex_);
     const auto found = uploadIdentifier ? uploadExtensions_.find(*uploadIdentifier) : uploadExtensions_.end();
     if (found == uploadExtensions_.end()) {
         Log::error("Recording service: the broadcast service has no upload extension installed");
         return;
     }
-    broadcast_ = Broadcast { .extension = found->second,
+    broadcast_ = Broadcast { .number = ++broadcastsStarted_,
+        .extension = found->second,
         .setupInfo = setup->setupInfo,
         .microphone = microphone,
         .paused = false,
         .nextFrame = 0,
-        .timer = nullptr };
+        .timer = nullptr,
+        .clipDuration = clipDuration.value_or(DefaultClipDuration),
+        .clipLength = clipDuration.value_or(DefaultClipDuration),
+        .clipRecorded = 0.0,
+        .liveSince = Clock::uptime(),
+        .clipsCut = 0,
+        .clipTimersSet = 0,
+        .capture = nullptr,
+        .clipMovie = nullptr };
     if (broadcast_->extension.kind == UploadKind::SampleBuffer) {
         deliverAction(LMBroadcastActionTypeStarted, true);
         scheduleNextPayloadsLocked();
+    } else {
+        removeOldClips();
+        broadcast_->capture = capture_;
+        openClipMovieLocked(1);
+        scheduleClipCutLocked();
     }
 }
 
@@ -382,6 +526,8 @@ void SimulatedRecordingService::pauseBroadcast()
     broadcast_->timer.reset();
     if (broadcast_->extension.kind == UploadKind::SampleBuffer) {
         deliverAction(LMBroadcastActionTypePaused, false);
+    } else {
+        broadcast_->clipRecorded += Clock::uptime() - broadcast_->liveSince;
     }
 }
 
@@ -395,6 +541,9 @@ void SimulatedRecordingService::resumeBroadcast()
     if (broadcast_->extension.kind == UploadKind::SampleBuffer) {
         deliverAction(LMBroadcastActionTypeResumed, false);
         scheduleNextPayloadsLocked();
+    } else {
+        broadcast_->liveSince = Clock::uptime();
+        scheduleClipCutLocked();
     }
 }
 
@@ -407,6 +556,9 @@ void SimulatedRecordingService::finishBroadcast()
     broadcast_->timer.reset();
     if (broadcast_->extension.kind == UploadKind::SampleBuffer) {
         deliverAction(LMBroadcastActionTypeFinished, false);
+    } else {
+        // The last clip is cut at stop, whatever its length.
+        cutClipLocked(true);
     }
     broadcast_.reset();
 }
@@ -425,13 +577,14 @@ void SimulatedRecordingService::sendPayloads()
     }
     const auto start = broadcast_->nextFrame;
     broadcast_->nextFrame += kFramesPerPayload;
-    ExtensionItems items { ExtensionRequest::labelledItem(
-        kPayloadLabel, audioPayload(LMBroadcastSampleTypeAudioApp, start)) };
+    // One item holding the list of payloads: the extension processes a list
+    // in order, while separate items load in any order.
+    Array payloads { audioPayload(LMBroadcastSampleTypeAudioApp, start) };
     if (broadcast_->microphone) {
-        items.push_back(
-            ExtensionRequest::labelledItem(kPayloadLabel, audioPayload(LMBroadcastSampleTypeAudioMic, start)));
+        payloads.push_back(audioPayload(LMBroadcastSampleTypeAudioMic, start));
     }
-    deliver(broadcast_->extension.factory, std::move(items));
+    deliver(broadcast_->extension.factory,
+        { ExtensionRequest::labelledItem(kPayloadLabel, Value(std::make_shared<const Array>(std::move(payloads)))) });
     scheduleNextPayloadsLocked();
 }
 
@@ -465,6 +618,165 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
             announceBroadcastServiceInfo(info->dictionary());
         }
     });
+}
+
+void SimulatedRecordingService::scheduleClipCutLocked()
+{
+    const auto recorded = broadcast_->clipRecorded + (Clock::uptime() - broadcast_->liveSince);
+    const auto remaining = broadcast_->clipLength - recorded;
+    // A clip that is already long enough (it filled up just as the recording
+    // paused, or the extension asked for shorter clips) is cut at once.
+    if (remaining <= kClipTimeTolerance) {
+        cutAndStartNextClipLocked();
+        return;
+    }
+    broadcast_->timer = Clock::scheduleAfter(remaining,
+        [this, number = broadcast_->number, timer = ++broadcast_->clipTimersSet] { cutClipOnTimer(number, timer); });
+}
+
+void SimulatedRecordingService::cutClipOnTimer(std::uint64_t broadcastNumber, std::uint64_t timerNumber)
+{
+    std::lock_guard lock(mutex_);
+    // A timer that was due when the broadcast paused or finished, or when
+    // another timer took its place, may still run.
+    if (!broadcast_ || broadcast_->number != broadcastNumber || broadcast_->clipTimersSet != timerNumber
+        || broadcast_->paused) {
+        return;
+    }
+    cutAndStartNextClipLocked();
+}
+
+void SimulatedRecordingService::cutAndStartNextClipLocked()
+{
+    cutClipLocked(false);
+    broadcast_->clipLength = broadcast_->clipDuration;
+    broadcast_->clipRecorded = 0.0;
+    broadcast_->liveSince = Clock::uptime();
+    // Clip durations are at least MinimumClipDuration, so this sets a timer.
+    scheduleClipCutLocked();
+}
+
+void SimulatedRecordingService::cutClipLocked(bool last)
+{
+    const auto clip = ++broadcast_->clipsCut;
+    const auto path = writeClipFileLocked(clip);
+    if (!last) {
+        openClipMovieLocked(clip + 1);
+    }
+    if (!path) {
+        Log::error("Recording service: could not write movie clip %i", clip);
+        // The last clip's request still goes, so that the extension hears the finish.
+        if (!last) {
+            return;
+        }
+    }
+    const auto devicePath = path.value_or(fmt::format("{}/clip-{}-{}.mp4", ClipDirectory, broadcast_->number, clip));
+    ExtensionItems items {
+        ExtensionRequest::labelledItem(
+            LMBroadcastExtensionKeyMovieClipURL, Value(URL::fileURLWithPath(devicePath).absoluteString())),
+        ExtensionRequest::labelledItem(LMBroadcastExtensionKeyExtensionUserInfo, Value(broadcast_->setupInfo)),
+        ExtensionRequest::labelledItem(LMBroadcastExtensionKeyRequestedFinish, Value(last)),
+        ExtensionRequest::labelledItem(
+            LMBroadcastExtensionKeyExtensionSandboxToken, Value(readTokenForFile(devicePath))),
+    };
+    deliverClip(broadcast_->extension.factory, std::move(items), broadcast_->number, clip);
+}
+
+void SimulatedRecordingService::openClipMovieLocked(std::int64_t clip)
+{
+    const auto folder = clipFolder();
+    if (!broadcast_->capture || !folder) {
+        return;
+    }
+    broadcast_->clipMovie
+        = broadcast_->capture->openMovie((*folder / fmt::format("clip-{}-{}.mp4", broadcast_->number, clip)).string());
+}
+
+std::optional<std::string> SimulatedRecordingService::writeClipFileLocked(std::int64_t clip)
+{
+    const auto folder = clipFolder();
+    if (!folder) {
+        return std::nullopt;
+    }
+    const auto name = fmt::format("clip-{}-{}.mp4", broadcast_->number, clip);
+    if (broadcast_->capture) {
+        // The clip is what the capture recorded since it was opened.
+        const auto movie = std::exchange(broadcast_->clipMovie, nullptr);
+        if (!movie || !broadcast_->capture->closeMovie(movie)) {
+            return std::nullopt;
+        }
+        return fmt::format("{}/{}", ClipDirectory, name);
+    }
+    // Without a capture every clip is a copy of the framework's canned
+    // movie, found where the local proxy finds it.
+    const auto framework = Bundle::bundleWithURL(URL::fileURLWithPath(std::string(LMExtensions::FrameworkBundlePath)));
+    const auto movie = framework ? framework->URLForResource("srecorder", "mp4") : std::nullopt;
+    if (!movie) {
+        return std::nullopt;
+    }
+    std::error_code error;
+    std::filesystem::copy_file(SimulatedDevice::shared().resolvePath(movie->path()), *folder / name,
+        std::filesystem::copy_options::overwrite_existing, error);
+    if (error) {
+        return std::nullopt;
+    }
+    return fmt::format("{}/{}", ClipDirectory, name);
+}
+
+void SimulatedRecordingService::deliverClip(
+    const UploadHandlerFactory& factory, ExtensionItems items, std::uint64_t broadcastNumber, std::int64_t clip)
+{
+    deliveryQueue().async([this, factory, items = std::move(items), broadcastNumber, clip] {
+        auto handler = factory ? factory() : nullptr;
+        if (!handler) {
+            return;
+        }
+        const ExtensionRequest request(items);
+        request.beginWithHandler(handler);
+        const auto outcome = request.waitForOutcome();
+        if (!outcome) {
+            Log::error("Recording service: the upload extension did not complete its request");
+            return;
+        }
+        if (outcome->error) {
+            Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome->error);
+            return;
+        }
+        // The configuration first: once the application hears the service
+        // information, the clip being recorded already has its new length.
+        if (hasItemTitled(outcome->returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration)) {
+            const auto archive = ExtensionRequest::loadValueOfItem(
+                outcome->returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration);
+            const auto* bytes = archive ? archive->data() : nullptr;
+            if (const auto duration = bytes != nullptr ? clipDurationOfArchive(*bytes) : std::nullopt) {
+                applyClipDuration(broadcastNumber, *duration);
+            } else {
+                Log::error(
+                    "Recording service: ignoring a malformed broadcast configuration returned with movie clip %i",
+                    clip);
+            }
+        }
+        if (const auto info
+            = ExtensionRequest::loadValueOfItem(outcome->returnedItems, LMBroadcastExtensionKeyExtensionServiceInfo);
+            info && info->dictionary()) {
+            announceBroadcastServiceInfo(info->dictionary());
+        }
+    });
+}
+
+void SimulatedRecordingService::applyClipDuration(std::uint64_t broadcastNumber, double duration)
+{
+    std::lock_guard lock(mutex_);
+    if (!broadcast_ || broadcast_->number != broadcastNumber) {
+        return;
+    }
+    // The reply comes while a later clip is being recorded: that clip takes
+    // the new duration too, counting what it already holds.
+    broadcast_->clipDuration = duration;
+    broadcast_->clipLength = duration;
+    if (!broadcast_->paused) {
+        scheduleClipCutLocked();
+    }
 }
 
 } // namespace lumora::platform::host

@@ -8,6 +8,7 @@
 #include "platform/Value.h"
 #include "platform/host/ScreenCapture.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -34,8 +35,22 @@ namespace lumora::platform::host {
 /// extension hears the start with the setup information, then one
 /// application and (when granted) one microphone audio payload every
 /// `PayloadInterval` seconds of the device clock, the pause and resume of
-/// the recording, and the finish when it stops. Service information that an
-/// extension returns reaches the application through its connection.
+/// the recording, and the finish when it stops.
+///
+/// A movie-clip extension gets the broadcast cut into clips of the chosen
+/// configuration's clip duration (`DefaultClipDuration` when it gives none
+/// that can be used; durations are clamped to `MinimumClipDuration` and
+/// `MaximumClipDuration`), counted in seconds of the device clock while the
+/// recording is live: paused time does not count. Each clip is a file in the
+/// service's folder `ClipDirectory` and one request carrying the clip's URL,
+/// the setup information, whether it is the last clip (the one cut at stop)
+/// and a sandbox token to read the file (`readTokenForFile`). A configuration
+/// the extension returns with a clip sets the clip duration from the clip
+/// being recorded on; a malformed one is logged and ignored. The clips of a
+/// broadcast stay in the folder until the next broadcast starts.
+///
+/// Service information that an extension returns reaches the application
+/// through its connection.
 ///
 /// Stops answer with the canned movie unless the service records the screen
 /// (`setRecordsScreen`): then a start that succeeds captures the main screen
@@ -46,14 +61,23 @@ namespace lumora::platform::host {
 /// Requests arrive on the MainQueue, where the screen may be composited.
 class SimulatedRecordingService {
 public:
-    /// How an upload extension takes the broadcast. The service does not cut
-    /// movie clips yet: a movie-clip extension hears nothing of a broadcast.
+    /// How an upload extension takes the broadcast.
     enum class UploadKind : std::uint8_t { SampleBuffer, MovieClip };
     /// The upload extension's code: a new handler for each request.
     using UploadHandlerFactory = std::function<std::shared_ptr<ExtensionRequestHandling>()>;
     /// Seconds of audio in one payload, and between two of them.
     static constexpr double PayloadInterval = 0.1;
     static constexpr std::int64_t AudioSampleRate = 44100;
+    /// Seconds of one movie clip when the configuration gives no usable duration
+    /// (none, zero, negative or not a number), and the bounds of a usable one.
+    static constexpr double DefaultClipDuration = 5.0;
+    static constexpr double MinimumClipDuration = 0.5;
+    static constexpr double MaximumClipDuration = 600.0;
+    /// The service's folder of movie clips, a device path. When no mount
+    /// covers it, the service mounts a temporary folder of its own there.
+    static constexpr std::string_view ClipDirectory = "/private/var/mobile/Library/RecordingService/Clips";
+    /// The sandbox token that grants read access to the file at `devicePath`.
+    [[nodiscard]] static std::string readTokenForFile(const std::string& devicePath);
 
     struct Request {
         std::string message;
@@ -111,6 +135,9 @@ public:
     void installUploadExtension(std::string identifier, UploadKind kind, UploadHandlerFactory factory);
     /// Whether a broadcast is live (started and not yet finished).
     [[nodiscard]] bool isBroadcasting() const;
+    /// Waits, at most `timeout`, until every upload request queued so far has
+    /// ended and its reply has been read. False on timeout.
+    [[nodiscard]] bool waitForUploadRequests(std::chrono::milliseconds timeout) const;
 
 private:
     struct UploadExtension {
@@ -118,12 +145,29 @@ private:
         UploadHandlerFactory factory;
     };
     struct Broadcast {
+        /// Tells one broadcast from the next, for replies that come late.
+        std::uint64_t number = 0;
         UploadExtension extension;
         DictionaryRef setupInfo;
         bool microphone = false;
         bool paused = false;
         std::int64_t nextFrame = 0;
         std::shared_ptr<void> timer;
+        // Movie clips: the duration of clips to come, the length of the clip
+        // being recorded, the live seconds it holds up to `liveSince` (the
+        // uptime the recording last went live), and the clips cut so far.
+        double clipDuration = DefaultClipDuration;
+        double clipLength = DefaultClipDuration;
+        double clipRecorded = 0.0;
+        double liveSince = 0.0;
+        std::int64_t clipsCut = 0;
+        /// Counts the clip timers set, so that one already queued when it was
+        /// replaced cuts nothing.
+        std::uint64_t clipTimersSet = 0;
+        /// While the service records the screen, clips are cut from that
+        /// capture: the movie of the clip being recorded.
+        std::shared_ptr<ScreenCapture> capture;
+        std::shared_ptr<ScreenCapture::Movie> clipMovie;
     };
 
     void startScreenRecording(bool microphone);
@@ -138,8 +182,25 @@ private:
     /// Queues one request of the upload extension with `items`.
     void deliver(const UploadHandlerFactory& factory, ExtensionItems items);
 
+    void scheduleClipCutLocked();
+    void cutClipOnTimer(std::uint64_t broadcastNumber, std::uint64_t timerNumber);
+    void cutAndStartNextClipLocked();
+    /// Cuts the clip being recorded and queues its request.
+    void cutClipLocked(bool last);
+    /// Starts the movie of clip `clip` when the service records the screen.
+    void openClipMovieLocked(std::int64_t clip);
+    /// Completes the movie of clip `clip` of the live broadcast in the clip
+    /// folder and returns its device path, or nullopt when it could not.
+    std::optional<std::string> writeClipFileLocked(std::int64_t clip);
+    /// Queues the request of one clip and reads the extension's reply.
+    void deliverClip(
+        const UploadHandlerFactory& factory, ExtensionItems items, std::uint64_t broadcastNumber, std::int64_t clip);
+    /// A clip duration that the extension sent back with a clip of broadcast `broadcastNumber`.
+    void applyClipDuration(std::uint64_t broadcastNumber, double duration);
+
     std::map<std::string, UploadExtension> uploadExtensions_;
     std::optional<Broadcast> broadcast_;
+    std::uint64_t broadcastsStarted_ = 0;
     mutable std::mutex mutex_;
     std::vector<Request> requests_;
     ErrorRef startError_;

@@ -3,6 +3,7 @@
 #include "platform/DispatchQueue.h"
 #include "platform/ShareActivity.h"
 #include "recording/LMExtensions.h"
+#include "recording/LMScreenRecorder.h"
 #include "sample_app/app/Narration.h"
 
 #include <atomic>
@@ -90,6 +91,12 @@ std::shared_ptr<LMBroadcastController> BroadcastPickerApp::waitForPickerToFinish
     picker_->setDidFinishHandler(nullptr);
     picker_.reset();
     return finish.controller;
+}
+
+void BroadcastPickerApp::enableMicrophone()
+{
+    say("The app turns the microphone on for the broadcast");
+    LMScreenRecorder::sharedRecorder()->setMicrophoneEnabled(true);
 }
 
 void BroadcastPickerApp::listStreamActivities()

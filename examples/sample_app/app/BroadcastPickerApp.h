@@ -31,6 +31,8 @@ public:
     /// dismisses the picker. Returns the broadcast controller the user set up,
     /// or null when the user cancelled.
     std::shared_ptr<LMBroadcastController> waitForPickerToFinish();
+    /// Turns the microphone on for the broadcasts to come.
+    void enableMicrophone();
     /// Lists the share activities that can take a live stream.
     void listStreamActivities();
 
