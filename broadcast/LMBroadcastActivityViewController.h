@@ -5,11 +5,11 @@
 #include "platform/Extension.h"
 #include "platform/ExtensionItem.h"
 #include "platform/Noncopyable.h"
+#include "platform/Synchronized.h"
 #include "platform/ViewController.h"
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string_view>
 
 namespace lumora {
@@ -87,13 +87,11 @@ public:
 
     [[nodiscard]] std::shared_ptr<LMBroadcastActivityViewControllerDelegate> delegate() const
     {
-        const std::lock_guard lock(delegateMutex_);
-        return delegate_.lock();
+        return delegate_.load().lock();
     }
     void setDelegate(const std::shared_ptr<LMBroadcastActivityViewControllerDelegate>& delegate)
     {
-        const std::lock_guard lock(delegateMutex_);
-        delegate_ = delegate;
+        delegate_.store(delegate);
     }
     [[nodiscard]] const std::shared_ptr<platform::PopoverPresentationController>&
     popoverPresentationControllerProxy() const
@@ -124,11 +122,8 @@ public:
 
 private:
     // Read on the connection's thread when the extension finishes, while the
-    // application may set it on the MainQueue. A mutex rather than an atomic
-    // weak pointer: libstdc++ 12 releases that atomic's internal lock with
-    // relaxed order after a load, which leaves a later store unordered after it.
-    mutable std::mutex delegateMutex_;
-    std::weak_ptr<LMBroadcastActivityViewControllerDelegate> delegate_;
+    // application may set it on the MainQueue.
+    platform::Synchronized<std::weak_ptr<LMBroadcastActivityViewControllerDelegate>> delegate_;
     std::shared_ptr<platform::PopoverPresentationController> popoverPresentationControllerProxy_;
     std::shared_ptr<LMBroadcastActivityHostViewController> hostViewController_;
     Handler didFinishHandler_;

@@ -3,10 +3,10 @@
 #include "broadcast/LMBroadcastControllerDelegate.h"
 #include "platform/Error.h"
 #include "platform/Object.h"
+#include "platform/Synchronized.h"
 #include "platform/URL.h"
 #include "platform/Value.h"
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -92,8 +92,8 @@ private:
     const std::optional<platform::URL> broadcastURL_;
     // Replaced by service reports on the connection's thread while the
     // application reads them on the MainQueue.
-    std::atomic<platform::DictionaryRef> serviceInfo_;
-    std::atomic<std::weak_ptr<LMBroadcastControllerDelegate>> delegate_;
+    platform::Synchronized<platform::DictionaryRef> serviceInfo_;
+    platform::Synchronized<std::weak_ptr<LMBroadcastControllerDelegate>> delegate_;
 };
 
 } // namespace lumora

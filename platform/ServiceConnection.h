@@ -5,8 +5,8 @@
 #include "platform/Invocation.h"
 #include "platform/Noncopyable.h"
 #include "platform/Object.h"
+#include "platform/Synchronized.h"
 
-#include <atomic>
 #include <memory>
 #include <string>
 
@@ -68,8 +68,8 @@ private:
     std::weak_ptr<ServiceConnectionDelegate> delegate_;
     std::shared_ptr<DispatchQueue> queue_;
     // Set by the application's side, read by the transport's thread.
-    std::atomic<std::shared_ptr<Interface>> exportedInterface_;
-    std::atomic<std::weak_ptr<Object>> exportedObject_;
+    Synchronized<std::shared_ptr<Interface>> exportedInterface_;
+    Synchronized<std::weak_ptr<Object>> exportedObject_;
 };
 
 } // namespace lumora::platform

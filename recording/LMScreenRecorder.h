@@ -6,6 +6,7 @@
 #include "platform/Geometry.h"
 #include "platform/KeyValueObserving.h"
 #include "platform/Object.h"
+#include "platform/Synchronized.h"
 #include "platform/URL.h"
 #include "platform/Value.h"
 #include "platform/View.h"
@@ -14,7 +15,6 @@
 #include "recording/LMScreenRecorderDelegate.h"
 #include "recording/LMSystemRecordingIndicatorWindow.h"
 
-#include <atomic>
 #include <concepts>
 #include <cstdint>
 #include <functional>
@@ -367,7 +367,7 @@ private:
     std::shared_ptr<LMSystemRecordingIndicatorWindow> systemRecordingIndicatorWindow_;
     // Set and cleared on the MainQueue, read by the service's reports on the
     // connection's thread.
-    std::atomic<std::shared_ptr<LMBroadcastController>> activeBroadcastController_;
+    platform::Synchronized<std::shared_ptr<LMBroadcastController>> activeBroadcastController_;
 };
 
 } // namespace lumora

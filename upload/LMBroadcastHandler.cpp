@@ -5,6 +5,8 @@
 #include "platform/TypeIdentifier.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
+#include <atomic>
+
 namespace lumora {
 
 void LMBroadcastHandler::beginRequestWithExtensionContext(

@@ -4,9 +4,9 @@
 #include "platform/ExtensionItem.h"
 #include "platform/ExtensionRequestHandling.h"
 #include "platform/Object.h"
+#include "platform/Synchronized.h"
 #include "platform/Value.h"
 
-#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -98,10 +98,9 @@ protected:
 
 private:
     // The extension may publish service info from any thread while a load
-    // callback completes the request; an atomic reference keeps the hand-over
-    // (and "returned once") free of data races. It is not lock-free: the
-    // standard library guards it with a small lock of its own.
-    std::atomic<platform::DictionaryRef> serviceInfo_;
+    // callback completes the request; the synchronized reference keeps the
+    // hand-over (and "returned once") free of data races.
+    platform::Synchronized<platform::DictionaryRef> serviceInfo_;
     std::shared_ptr<platform::ExtensionContext> extensionContext_;
 };
 
