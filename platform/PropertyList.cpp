@@ -28,6 +28,19 @@ constexpr double kPlistEpochOffset = 978307200.0;
 // far below it, and every reader of the result may walk it recursively.
 constexpr int kMaxDepth = 512;
 
+// The containers a value holds, looked at without taking a reference.
+const Array* arrayOf(const Value& value)
+{
+    const auto* array = std::get_if<ArrayRef>(&value.storage());
+    return array != nullptr ? array->get() : nullptr;
+}
+
+const Dictionary* dictionaryOf(const Value& value)
+{
+    const auto* dictionary = std::get_if<DictionaryRef>(&value.storage());
+    return dictionary != nullptr ? dictionary->get() : nullptr;
+}
+
 // Dates are kept to the whole seconds since 2001 that the writer can express.
 bool dateIsRepresentable(double sinceReferenceDate)
 {
@@ -617,12 +630,9 @@ private:
             objects_.push_back(Object { &value, {}, uid, 0, 0 });
             return index;
         }
-        const void* container = nullptr;
-        if (const auto& array = value.array()) {
-            container = array.get();
-        } else if (const auto& dictionary = value.dictionary()) {
-            container = dictionary.get();
-        }
+        const Array* const array = arrayOf(value);
+        const Dictionary* const dictionary = array == nullptr ? dictionaryOf(value) : nullptr;
+        const void* container = array != nullptr ? static_cast<const void*>(array) : dictionary;
         if (container != nullptr) {
             if (const auto found = containers_.find(container); found != containers_.end()) {
                 return found->second;
@@ -633,7 +643,7 @@ private:
         // elements' own references come and go above them) and then move to
         // the flat table in one piece.
         const std::size_t first = pending_.size();
-        if (const auto& array = value.array()) {
+        if (array != nullptr) {
             for (const auto& element : *array) {
                 const auto reference = add(element);
                 if (!reference) {
@@ -641,7 +651,7 @@ private:
                 }
                 pending_.push_back(*reference);
             }
-        } else if (const auto& dictionary = value.dictionary()) {
+        } else if (dictionary != nullptr) {
             for (const auto& [key, element] : *dictionary) {
                 pending_.push_back(*addString(key, nullptr));
             }
@@ -837,8 +847,8 @@ Value PropertyList::uidValue(std::uint64_t uid)
 
 std::optional<std::uint64_t> PropertyList::uidFromValue(const Value& value)
 {
-    const auto dictionary = value.dictionary();
-    if (!dictionary || dictionary->size() != 1) {
+    const Dictionary* const dictionary = dictionaryOf(value);
+    if (dictionary == nullptr || dictionary->size() != 1) {
         return std::nullopt;
     }
     const Value& uid = dictionary->valueForKey(UIDKey);
