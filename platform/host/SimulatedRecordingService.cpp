@@ -598,9 +598,10 @@ void SimulatedRecordingService::deliverAction(std::int64_t action, bool withSetu
         broadcast_->extension.factory, { ExtensionRequest::labelledItem(kPayloadLabel, payload(std::move(entries))) });
 }
 
-void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, ExtensionItems items)
+void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, ExtensionItems items,
+    std::function<bool(const ExtensionRequest::Outcome&)> readReply)
 {
-    deliveryQueue().async([this, factory, items = std::move(items)] {
+    deliveryQueue().async([this, factory, items = std::move(items), readReply = std::move(readReply)] {
         auto handler = factory ? factory() : nullptr;
         if (!handler) {
             return;
@@ -610,6 +611,9 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
         const auto outcome = request.waitForOutcome();
         if (!outcome) {
             Log::error("Recording service: the upload extension did not complete its request");
+            return;
+        }
+        if (readReply && !readReply(*outcome)) {
             return;
         }
         if (const auto info
@@ -726,27 +730,16 @@ std::optional<std::string> SimulatedRecordingService::writeClipFileLocked(std::i
 void SimulatedRecordingService::deliverClip(
     const UploadHandlerFactory& factory, ExtensionItems items, std::uint64_t broadcastNumber, std::int64_t clip)
 {
-    deliveryQueue().async([this, factory, items = std::move(items), broadcastNumber, clip] {
-        auto handler = factory ? factory() : nullptr;
-        if (!handler) {
-            return;
-        }
-        const ExtensionRequest request(items);
-        request.beginWithHandler(handler);
-        const auto outcome = request.waitForOutcome();
-        if (!outcome) {
-            Log::error("Recording service: the upload extension did not complete its request");
-            return;
-        }
-        if (outcome->error) {
-            Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome->error);
-            return;
+    deliver(factory, std::move(items), [this, broadcastNumber, clip](const ExtensionRequest::Outcome& outcome) {
+        if (outcome.error) {
+            Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome.error);
+            return false;
         }
         // The configuration first: once the application hears the service
         // information, the clip being recorded already has its new length.
-        if (hasItemTitled(outcome->returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration)) {
+        if (hasItemTitled(outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration)) {
             const auto archive = ExtensionRequest::loadValueOfItem(
-                outcome->returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration);
+                outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration);
             const auto* bytes = archive ? archive->data() : nullptr;
             if (const auto duration = bytes != nullptr ? clipDurationOfArchive(*bytes) : std::nullopt) {
                 applyClipDuration(broadcastNumber, *duration);
@@ -756,11 +749,7 @@ void SimulatedRecordingService::deliverClip(
                     clip);
             }
         }
-        if (const auto info
-            = ExtensionRequest::loadValueOfItem(outcome->returnedItems, LMBroadcastExtensionKeyExtensionServiceInfo);
-            info && info->dictionary()) {
-            announceBroadcastServiceInfo(info->dictionary());
-        }
+        return true;
     });
 }
 

@@ -6,6 +6,7 @@
 #include "platform/LocalRecordingService.h"
 #include "platform/ServiceConnection.h"
 #include "platform/Value.h"
+#include "platform/host/ExtensionRequest.h"
 #include "platform/host/ScreenCapture.h"
 
 #include <chrono>
@@ -179,8 +180,11 @@ private:
     void scheduleNextPayloadsLocked();
     void sendPayloads();
     void deliverAction(std::int64_t action, bool withSetupInfo);
-    /// Queues one request of the upload extension with `items`.
-    void deliver(const UploadHandlerFactory& factory, ExtensionItems items);
+    /// Queues one request of the upload extension with `items`; when it has
+    /// ended, `readReply` (if any) reads the reply and answers whether the
+    /// service information it carries goes on to the application.
+    void deliver(const UploadHandlerFactory& factory, ExtensionItems items,
+        std::function<bool(const ExtensionRequest::Outcome&)> readReply = nullptr);
 
     void scheduleClipCutLocked();
     void cutClipOnTimer(std::uint64_t broadcastNumber, std::uint64_t timerNumber);
