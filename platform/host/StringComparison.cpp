@@ -8,6 +8,19 @@ namespace lumora::platform {
 
 namespace {
 
+// ICU's decomposing normaliser, looked up once for the process: ICU makes it
+// on first use, and a first use on two threads at once is then ordered by
+// this initialisation, which the race detector sees.
+const icu::Normalizer2* decomposingNormalizer()
+{
+    static const icu::Normalizer2* const normalizer = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        const auto* found = icu::Normalizer2::getNFDInstance(status);
+        return U_SUCCESS(status) != 0 ? found : nullptr;
+    }();
+    return normalizer;
+}
+
 // The form two texts are compared in: decomposed (so that an accent is a
 // combining mark of its own), marks dropped when diacritics do not count,
 // then case-folded when case does not count.
@@ -16,8 +29,7 @@ icu::UnicodeString comparisonForm(std::string_view text, StringComparison::Optio
     auto string = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
     if ((options & StringComparison::DiacriticInsensitive) != 0) {
         UErrorCode status = U_ZERO_ERROR;
-        const auto* decomposition = icu::Normalizer2::getNFDInstance(status);
-        if (U_SUCCESS(status) != 0) {
+        if (const auto* decomposition = decomposingNormalizer()) {
             auto decomposed = decomposition->normalize(string, status);
             if (U_SUCCESS(status) != 0) {
                 icu::UnicodeString stripped;
