@@ -572,10 +572,9 @@ public:
             return std::nullopt;
         }
         const std::size_t refWidth = widthFor(objects_.size() - 1);
-        std::vector<std::uint8_t> out;
+        std::vector<std::uint8_t> out { 'b', 'p', 'l', 'i', 's', 't', '0', '0' };
         // Enough for small objects, their references and the trailer at once.
         out.reserve(64 + (objects_.size() * 12) + (references_.size() * refWidth));
-        out.insert(out.end(), { 'b', 'p', 'l', 'i', 's', 't', '0', '0' });
         std::vector<std::uint64_t> offsets;
         offsets.reserve(objects_.size());
         for (const auto& object : objects_) {
