@@ -28,12 +28,9 @@ void WavSampleHandler::broadcastFinished()
     // Actions do not wait for audio queued before them: close the files from
     // the audio queue, after every sample already on its way.
     audioQueue().async([recording = recording_] {
-        for (auto* writer : { recording->applicationAudio.get(), recording->microphoneAudio.get() }) {
-            if (writer != nullptr) {
-                writer->close();
-                fmt::print("[sample extension] wrote {} frames to {}\n", writer->framesWritten(), writer->path());
-            }
-        }
+        recording->files.close([](const std::string& path, std::uint64_t frames) {
+            fmt::print("[sample extension] wrote {} frames to {}\n", frames, path);
+        });
         if (recording->onClosed) {
             recording->onClosed();
         }
@@ -43,20 +40,14 @@ void WavSampleHandler::broadcastFinished()
 void WavSampleHandler::processSampleBuffer_withType(
     const std::shared_ptr<platform::SampleBuffer>& sampleBuffer, std::int64_t sampleBufferType)
 {
-    const auto& format = sampleBuffer->formatDescription()->streamBasicDescription();
-    const bool application = sampleBufferType == LMBroadcastSampleTypeAudioApp;
-    const bool bigEndian = (format.formatFlags & platform::AudioFormatFlags::IsBigEndian) != 0;
-    auto& writer = application ? recording_->applicationAudio : recording_->microphoneAudio;
-    if (!writer) {
-        const auto path
-            = recording_->outputDirectory + (application ? "/application-audio.wav" : "/microphone-audio.wav");
-        writer = std::make_unique<WavWriter>(
-            path, static_cast<std::uint32_t>(format.sampleRate), static_cast<std::uint16_t>(format.channelsPerFrame));
+    if (!recording_->files.append(*sampleBuffer, sampleBufferType)) {
+        return;
     }
-    writer->appendSamples(sampleBuffer->dataBuffer().span(), bigEndian);
     ++recording_->samplesReceived;
+    const auto& format = sampleBuffer->formatDescription()->streamBasicDescription();
+    const bool bigEndian = (format.formatFlags & platform::AudioFormatFlags::IsBigEndian) != 0;
     fmt::print("[sample extension] {} audio: {} frames at {:.3f} s, {} Hz, flags {} ({})\n",
-        application ? "application" : "microphone", sampleBuffer->numSamples(),
+        sampleBufferType == LMBroadcastSampleTypeAudioApp ? "application" : "microphone", sampleBuffer->numSamples(),
         sampleBuffer->presentationTimeStamp().seconds(), format.sampleRate, format.formatFlags,
         bigEndian ? "big-endian" : "little-endian");
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "extensions/upload/WavWriter.h"
+#include "extensions/upload/AudioWavFiles.h"
 #include "upload/LMBroadcastSampleHandler.h"
 
 #include <functional>
@@ -13,20 +13,18 @@ namespace lumora::sample {
 /// one handler per request, but the broadcast's two WAV files outlive them.
 /// Only the audio queue touches the writers.
 struct WavRecording {
-    explicit WavRecording(std::string directory) : outputDirectory(std::move(directory)) { }
+    explicit WavRecording(const std::string& directory)
+        : files(directory + "/application-audio.wav", directory + "/microphone-audio.wav")
+    { }
 
-    std::string outputDirectory;
-    std::unique_ptr<WavWriter> applicationAudio;
-    std::unique_ptr<WavWriter> microphoneAudio;
+    AudioWavFiles files;
     std::uint64_t samplesReceived = 0;
     /// Called on the audio queue once both files are closed.
     std::function<void()> onClosed;
 };
 
 /// A sample upload extension that writes the application audio and the
-/// microphone audio it receives to two WAV files, converting each from the
-/// byte order its format declares (big-endian application audio,
-/// little-endian microphone audio) to the little-endian order of WAV.
+/// microphone audio it receives to two WAV files.
 class WavSampleHandler final : public LMBroadcastSampleHandler {
 public:
     explicit WavSampleHandler(std::shared_ptr<WavRecording> recording) : recording_(std::move(recording)) { }

@@ -48,12 +48,9 @@ void LiveAudioUploadHandler::broadcastFinished()
     audioQueue().async([upload = upload_] {
         fmt::print("   [upload extension] received {} application and {} microphone audio samples\n",
             upload->applicationSamples.load(), upload->microphoneSamples.load());
-        for (auto* writer : { upload->applicationAudio.get(), upload->microphoneAudio.get() }) {
-            if (writer != nullptr) {
-                writer->close();
-                fmt::print("   [upload extension] wrote {} frames to {}\n", writer->framesWritten(), writer->path());
-            }
-        }
+        upload->files.close([](const std::string& path, std::uint64_t frames) {
+            fmt::print("   [upload extension] wrote {} frames to {}\n", frames, path);
+        });
         upload->closed = true;
     });
     ++upload_->actionsHeard;
@@ -62,20 +59,10 @@ void LiveAudioUploadHandler::broadcastFinished()
 void LiveAudioUploadHandler::processSampleBuffer_withType(
     const std::shared_ptr<platform::SampleBuffer>& sampleBuffer, std::int64_t sampleBufferType)
 {
-    const bool application = sampleBufferType == LMBroadcastSampleTypeAudioApp;
-    if (!application && sampleBufferType != LMBroadcastSampleTypeAudioMic) {
+    if (!upload_->files.append(*sampleBuffer, sampleBufferType)) {
         return;
     }
-    const auto& format = sampleBuffer->formatDescription()->streamBasicDescription();
-    auto& writer = application ? upload_->applicationAudio : upload_->microphoneAudio;
-    if (!writer) {
-        const auto path
-            = upload_->outputDirectory + (application ? "/live-application-audio.wav" : "/live-microphone-audio.wav");
-        writer = std::make_unique<WavWriter>(
-            path, static_cast<std::uint32_t>(format.sampleRate), static_cast<std::uint16_t>(format.channelsPerFrame));
-    }
-    writer->appendSamples(
-        sampleBuffer->dataBuffer().span(), (format.formatFlags & platform::AudioFormatFlags::IsBigEndian) != 0);
+    const bool application = sampleBufferType == LMBroadcastSampleTypeAudioApp;
     ++(application ? upload_->applicationSamples : upload_->microphoneSamples);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "extensions/upload/WavWriter.h"
+#include "extensions/upload/AudioWavFiles.h"
 #include "upload/LMBroadcastSampleHandler.h"
 
 #include <atomic>
@@ -13,11 +13,11 @@ namespace lumora::sample {
 /// the platform makes one handler per request, but the broadcast's two WAV
 /// files and its counts outlive them. Only the audio queue touches the writers.
 struct LiveAudioUpload {
-    explicit LiveAudioUpload(std::string directory) : outputDirectory(std::move(directory)) { }
+    explicit LiveAudioUpload(const std::string& directory)
+        : files(directory + "/live-application-audio.wav", directory + "/live-microphone-audio.wav")
+    { }
 
-    std::string outputDirectory;
-    std::unique_ptr<WavWriter> applicationAudio;
-    std::unique_ptr<WavWriter> microphoneAudio;
+    AudioWavFiles files;
     std::atomic<int> applicationSamples = 0;
     std::atomic<int> microphoneSamples = 0;
     std::atomic<int> actionsHeard = 0;
