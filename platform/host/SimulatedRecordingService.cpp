@@ -430,7 +430,7 @@ void SimulatedRecordingService::announceBroadcastServiceInfo(const DictionaryRef
     sendMessage("updateBroadcastServiceInfo:", { Value(serviceInfo) });
 }
 
-void SimulatedRecordingService::sendMessage(std::string selector, std::vector<Value> arguments)
+void SimulatedRecordingService::sendMessage(const std::string& selector, std::vector<Value> arguments)
 {
     clientConnection()->receiveMessage(selector, std::move(arguments));
 }

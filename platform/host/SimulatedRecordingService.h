@@ -128,7 +128,7 @@ public:
     void announceBroadcastServiceInfo(const DictionaryRef& serviceInfo);
     /// Sends any message, as a misbehaving service might; it arrives on the
     /// connection's thread like every call of the service.
-    void sendMessage(std::string selector, std::vector<Value> arguments);
+    void sendMessage(const std::string& selector, std::vector<Value> arguments);
 
     // ---- Live broadcast ---------------------------------------------------------------
     /// Installs the upload extension `identifier` (replacing one of the same
