@@ -13,8 +13,8 @@
 #include "platform/host/SimulatedScreens.h"
 #include "recording/LMDaemonProxy.h"
 #include "sample_app/Demos.h"
-#include "sample_app/device/SampleDevice.h"
 #include "sample_app/app/BroadcastControllerApp.h"
+#include "sample_app/device/SampleDevice.h"
 
 #include <atomic>
 #include <chrono>
@@ -130,6 +130,8 @@ void runBroadcastControllerDemo()
     const auto setup = runSetupExtension();
     auto app = std::make_shared<BroadcastControllerApp>();
     app->makeController(setup.extensionBundleID, setup.broadcastURL);
+    say("Nobody chose this service in the system picker, so the recording service has no upload extension to go "
+        "live with and logs that it was not set up; the broadcast picker flow below goes live");
     app->start();
     app->pause();
 
