@@ -4,6 +4,7 @@
 #include "platform/host/PlatformThreads.h"
 
 #include <string>
+#include <thread>
 
 namespace lumora::platform::host {
 
@@ -13,6 +14,7 @@ ExtensionRequest::ExtensionRequest(ExtensionItems inputItems)
               std::lock_guard lock(state->mutex);
               state->endings.push_back(outcome);
           }
+          state->hasEnded.store(true, std::memory_order_release);
           state->ended.notify_all();
       }))
 { }
@@ -48,6 +50,13 @@ std::vector<ExtensionRequest::Outcome> ExtensionRequest::endings() const
 
 std::optional<ExtensionRequest::Outcome> ExtensionRequest::waitForOutcome(std::chrono::milliseconds timeout) const
 {
+    // A request usually ends within microseconds: looking a few times first
+    // spares the extension's thread from waking this one.
+    constexpr auto kLookFor = std::chrono::microseconds(50);
+    const auto lookUntil = std::chrono::steady_clock::now() + kLookFor;
+    while (!state_->hasEnded.load(std::memory_order_acquire) && std::chrono::steady_clock::now() < lookUntil) {
+        std::this_thread::yield();
+    }
     std::unique_lock lock(state_->mutex);
     state_->ended.wait_for(lock, timeout, [this] { return !state_->endings.empty(); });
     return state_->endings.empty() ? std::nullopt : std::optional(state_->endings.front());

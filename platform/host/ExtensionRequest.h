@@ -6,6 +6,7 @@
 #include "platform/ItemProvider.h"
 #include "platform/Value.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -64,6 +65,8 @@ private:
         mutable std::mutex mutex;
         std::condition_variable ended;
         std::vector<Outcome> endings;
+        /// Set once the first ending is in, for a waiter that looks before it sleeps.
+        std::atomic<bool> hasEnded { false };
     };
     std::shared_ptr<State> state_ = std::make_shared<State>();
     std::shared_ptr<ExtensionContext> context_;
