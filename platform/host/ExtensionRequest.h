@@ -45,7 +45,8 @@ public:
     /// Every ending, the outcome first.
     [[nodiscard]] std::vector<Outcome> endings() const;
     /// Waits for the request to end, for at most `timeout`, and returns the
-    /// outcome (nullopt on timeout). It does not run the MainQueue.
+    /// outcome (nullopt on timeout). It does not run the MainQueue. It looks
+    /// for the end for a few tens of microseconds, yielding, before it sleeps.
     [[nodiscard]] std::optional<Outcome> waitForOutcome(
         std::chrono::milliseconds timeout = std::chrono::seconds(5)) const;
 
