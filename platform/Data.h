@@ -22,7 +22,8 @@ public:
     [[nodiscard]] std::size_t length() const { return bytes_ ? bytes_->size() : 0; }
     /// Whether there are no bytes.
     [[nodiscard]] bool empty() const { return length() == 0; }
-    /// The bytes; null when the data is empty. Valid as long as any copy lives.
+    /// The bytes (may be null when the data is empty); valid as long as any
+    /// copy of the data lives.
     [[nodiscard]] const std::uint8_t* bytes() const { return bytes_ ? bytes_->data() : nullptr; }
     /// The bytes as a span.
     [[nodiscard]] std::span<const std::uint8_t> span() const { return { bytes(), length() }; }

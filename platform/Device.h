@@ -39,7 +39,7 @@ public:
 
     Device() = default;
 
-    /// How the device is held now; Unknown before it is first known.
+    /// How the device is held now.
     [[nodiscard]] DeviceOrientation orientation() const;
     /// The kind of device: phone or tablet.
     [[nodiscard]] UserInterfaceIdiom userInterfaceIdiom() const;

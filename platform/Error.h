@@ -22,7 +22,8 @@ public:
     static std::shared_ptr<const Error> errorWithDomain(
         std::string domain, std::int64_t code, DictionaryRef userInfo = nullptr);
 
-    /// Builds an error; prefer `errorWithDomain`, which makes it shared and const.
+    /// Builds an error (null `userInfo`: an empty dictionary); prefer
+    /// `errorWithDomain`, which makes it shared and const.
     Error(std::string domain, std::int64_t code, DictionaryRef userInfo);
 
     /// The error's domain, which gives `code` its meaning.

@@ -59,8 +59,8 @@ public:
         /// A Value, written as its description, or as its number reading for an
         /// integer placeholder.
         Arg(const Value& value); // NOLINT(google-explicit-constructor)
-        template <class T>
         /// An object held by a shared pointer, written as its description.
+        template <class T>
         requires std::is_base_of_v<Object, T> Arg(
             const std::shared_ptr<T>& object) // NOLINT(google-explicit-constructor)
             : Arg(static_cast<const Object*>(object.get()))

@@ -13,7 +13,7 @@ public:
     /// The context with id `contextId`.
     explicit RenderContext(std::uint32_t contextId) : contextId_(contextId) { }
 
-    /// The context's id, unique on the device while the context lives.
+    /// The context's id, by which the recording service names its window.
     [[nodiscard]] std::uint32_t contextId() const { return contextId_; }
 
     [[nodiscard]] std::string className() const override { return "RenderContext"; }

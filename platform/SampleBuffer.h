@@ -51,7 +51,8 @@ struct SampleTimingInfo {
     MediaTime duration;
     /// When the sample is to be presented.
     MediaTime presentationTimeStamp;
-    /// When the sample is to be decoded; invalid when it equals the presentation time.
+    /// When the sample is to be decoded; may be invalid when samples are decoded
+    /// in presentation order.
     MediaTime decodeTimeStamp;
 };
 static_assert(sizeof(SampleTimingInfo) == 72);

@@ -13,8 +13,8 @@ template <class... Args> class TargetAction {
 public:
     TargetAction() = default;
 
-    template <class Target>
     /// Holds `target` weakly with its member operation `action`.
+    template <class Target>
     TargetAction(const std::shared_ptr<Target>& target, void (Target::*action)(Args...))
         : target_(target), send_([weak = std::weak_ptr<Target>(target), action](Args... args) {
               if (auto strong = weak.lock()) {
