@@ -21,11 +21,13 @@ class BackdropView : public View {
 public:
     /// The styles the platform knows; each gives a blur radius and a tint.
     static constexpr std::int64_t StyleLight = 2010;
+    /// The dark style: a darker tint over the blur.
     static constexpr std::int64_t StyleDark = 2030;
 
     /// A backdrop of `style` (an unknown style blurs as the light one) with a zero frame.
     explicit BackdropView(std::int64_t style);
 
+    /// The style given at creation.
     [[nodiscard]] std::int64_t style() const { return style_; }
     /// Blur radius in points.
     [[nodiscard]] double blurRadius() const;

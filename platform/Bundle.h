@@ -19,11 +19,17 @@ class Bundle final : public Object {
 public:
     /// Keys of the information dictionary.
     static constexpr std::string_view IdentifierKey = "BundleIdentifier";
+    /// The bundle's short name (a string).
     static constexpr std::string_view NameKey = "BundleName";
+    /// The name shown to the user (a string), often localized.
     static constexpr std::string_view DisplayNameKey = "BundleDisplayName";
+    /// The localization the bundle was written in, its fallback (a string).
     static constexpr std::string_view DevelopmentRegionKey = "BundleDevelopmentRegion";
+    /// The bundle's icons (a dictionary holding PrimaryIconKey).
     static constexpr std::string_view IconsKey = "BundleIcons";
+    /// The primary icon (a dictionary holding IconFilesKey).
     static constexpr std::string_view PrimaryIconKey = "BundlePrimaryIcon";
+    /// The primary icon's image files, by name without extension (an array of strings).
     static constexpr std::string_view IconFilesKey = "BundleIconFiles";
 
     /// The bundle whose directory a file URL names; null when the path holds
@@ -41,10 +47,15 @@ public:
     static std::vector<std::string> preferredLocalizationsFromArray(
         const std::vector<std::string>& localizations, const std::vector<std::string>& preferences);
 
+    /// The bundle in the directory at `path` (trailing slashes dropped); the
+    /// directory is read only when asked.
     explicit Bundle(std::string path);
 
+    /// The bundle directory's path.
     [[nodiscard]] const std::string& bundlePath() const { return path_; }
+    /// The bundle directory as a file URL.
     [[nodiscard]] URL bundleURL() const { return URL::fileURLWithPath(path_); }
+    /// The bundle's identifier (IdentifierKey); nullopt when it has none.
     [[nodiscard]] std::optional<std::string> bundleIdentifier() const;
     /// Never null; empty when the bundle has no readable Info.plist.
     [[nodiscard]] DictionaryRef infoDictionary() const;
@@ -62,6 +73,8 @@ public:
     /// at the top level first and then in the preferred localizations.
     [[nodiscard]] std::optional<std::string> pathForResource(const std::string& name, const std::string& extension,
         const std::string& subdirectory = {}, const std::string& localization = {}) const;
+    /// The file URL of a resource, looked up as `pathForResource` does with no
+    /// subdirectory or localization; nullopt when there is none.
     [[nodiscard]] std::optional<URL> URLForResource(const std::string& name, const std::string& extension) const;
 
     /// The string for `key` in `table` ("Localizable" when empty) of the

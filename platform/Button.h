@@ -15,8 +15,11 @@ namespace lumora::platform {
 class Button : public Control {
 public:
     Button() = default;
+    /// A button with `frame` in its superview's coordinates and no images.
     explicit Button(Rect frame);
 
+    /// Sets the image shown in `state`; null removes it, so that the state falls
+    /// back to the normal image.
     void setImage_forState(std::shared_ptr<Image> image, State state);
     /// The image set for `state`, falling back to the normal state's.
     [[nodiscard]] std::shared_ptr<Image> imageForState(State state) const;

@@ -16,18 +16,25 @@ enum class CaptureDevicePosition : std::int64_t { Unspecified = 0, Back = 1, Fro
 /// A camera or microphone.
 class CaptureDevice final : public Object {
 public:
+    /// Media types: pictures (cameras).
     static constexpr std::string_view MediaTypeVideo = "vide";
+    /// Sound (microphones).
     static constexpr std::string_view MediaTypeAudio = "soun";
 
     /// The devices of a media type that are attached now, in the platform's order.
     static std::vector<std::shared_ptr<CaptureDevice>> devicesWithMediaType(std::string_view mediaType);
 
+    /// A device description; the platform makes these, see `devicesWithMediaType`.
     CaptureDevice(
         std::string uniqueID, std::string localizedName, std::string mediaType, CaptureDevicePosition position);
 
+    /// An identifier that stays the same for the device across launches.
     [[nodiscard]] const std::string& uniqueID() const { return uniqueID_; }
+    /// The device's name for the user.
     [[nodiscard]] const std::string& localizedName() const { return localizedName_; }
+    /// Whether the device captures `mediaType`.
     [[nodiscard]] bool hasMediaType(std::string_view mediaType) const { return mediaType_ == mediaType; }
+    /// Where the device sits: the front or back face, or unspecified.
     [[nodiscard]] CaptureDevicePosition position() const { return position_; }
     /// Whether the device is still attached.
     [[nodiscard]] bool isConnected() const;

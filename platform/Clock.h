@@ -14,6 +14,7 @@ namespace lumora::platform {
 /// animations and timers finish exactly when a test says.
 class Clock {
 public:
+    /// The current date on the device clock.
     static Date now();
     /// Seconds since the device started; never goes back.
     static double uptime();

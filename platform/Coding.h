@@ -35,8 +35,12 @@ public:
     /// the root class ("NSObject") last.
     CodingClass(std::string name, std::vector<std::string> classes, bool supportsSecureCoding, Initializer initializer);
 
+    /// The name archives record for the class ("$classname").
     [[nodiscard]] const std::string& name() const { return name_; }
+    /// The class chain archives record ("$classes"), the class itself first.
     [[nodiscard]] const std::vector<std::string>& classes() const { return classes_; }
+    /// Whether the class decodes securely, and so may be decoded from a secure
+    /// unarchiver.
     [[nodiscard]] bool supportsSecureCoding() const { return supportsSecureCoding_; }
     /// Null for the value classes, which the unarchiver builds itself.
     [[nodiscard]] const Initializer& initializer() const { return initializer_; }
@@ -44,12 +48,19 @@ public:
     /// made once: every archive that holds an object of the class shares it.
     [[nodiscard]] const Value& archivedRecord() const { return archivedRecord_; }
 
+    /// Numbers and booleans; decode to a numeric Value.
     static const CodingClass& number();
+    /// Strings; decode to a string Value.
     static const CodingClass& string();
+    /// Bytes; decode to a data Value.
     static const CodingClass& data();
+    /// Dates; decode to a date Value.
     static const CodingClass& date();
+    /// Arrays; decode to an array Value.
     static const CodingClass& array();
+    /// Dictionaries; decode to a dictionary Value.
     static const CodingClass& dictionary();
+    /// URLs; decode to a URL Value.
     static const CodingClass& url();
 
     /// The name archives record for the root object class.
@@ -85,6 +96,7 @@ class SecureCoding : public Coding { };
 
 /// Errors of keyed archiving and unarchiving (codes as the platform defines them).
 struct CoderError {
+    /// The error domain of keyed archiving errors.
     static constexpr std::string_view Domain = "lumora.platform.Coder";
     /// The archive is damaged, or holds a value of a class that was not allowed.
     static constexpr std::int64_t ReadCorrupt = 4864;
@@ -95,6 +107,8 @@ struct CoderError {
     /// The user-info key of the error's detailed, developer-facing text.
     static constexpr std::string_view DebugDescriptionKey = "DebugDescription";
 
+    /// An error of this domain with `code`, the platform's localized description
+    /// for it and `debugDescription` under DebugDescriptionKey.
     static ErrorRef make(std::int64_t code, std::string debugDescription);
 };
 
@@ -116,24 +130,33 @@ public:
     virtual void encodeObject_forKey(const Value& object, std::string_view key);
     /// Encode a plain value stored under `key` itself, not as an object.
     virtual void encodeBool_forKey(bool value, std::string_view key);
+    /// Encodes a 64-bit integer under `key`.
     virtual void encodeInt64_forKey(std::int64_t value, std::string_view key);
+    /// Encodes a float under `key`.
     virtual void encodeDouble_forKey(double value, std::string_view key);
 
     // ---- Decoding --------------------------------------------------------------
+    /// Whether decoding only instantiates the classes each call names (always
+    /// true for the unarchivers this platform makes).
     [[nodiscard]] virtual bool requiresSecureCoding() const = 0;
+    /// Whether the object being decoded has a value under `key`; false while
+    /// encoding.
     [[nodiscard]] virtual bool containsValueForKey(std::string_view key) const;
     /// The object under `key` if its class is one of `classes`; nothing when
     /// the key is missing. Any other class is refused: decoding fails with
     /// CoderError::ReadCorrupt. Inside an allowed array or dictionary the
     /// property-list value classes are allowed as well.
     virtual Value decodeObjectOfClasses_forKey(const CodingClasses& classes, std::string_view key);
+    /// `decodeObjectOfClasses_forKey` with the single allowed class `objectClass`.
     Value decodeObjectOfClass_forKey(const CodingClass& objectClass, std::string_view key)
     {
         return decodeObjectOfClasses_forKey({ &objectClass }, key);
     }
     /// Plain values; a missing key reads as false or 0.
     virtual bool decodeBoolForKey(std::string_view key);
+    /// The 64-bit integer under `key`; 0 when missing.
     virtual std::int64_t decodeInt64ForKey(std::string_view key);
+    /// The float under `key`; 0 when missing.
     virtual double decodeDoubleForKey(std::string_view key);
 
     /// The failure that stopped coding, or null.

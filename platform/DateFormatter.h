@@ -20,7 +20,9 @@ namespace lumora::platform {
 /// thread at a time.
 class DateFormatter final : public Object {
 public:
+    /// The pattern dates are formatted with; empty until set.
     [[nodiscard]] const std::string& dateFormat() const { return dateFormat_; }
+    /// Sets the pattern.
     void setDateFormat(std::string format) { dateFormat_ = std::move(format); }
 
     /// The zone dates are formatted in: the one set, else the device's current zone.
@@ -30,6 +32,8 @@ public:
 
     /// The locale identifier ("en_US") names are written in: the one set, else the device's current locale.
     [[nodiscard]] std::string localeIdentifier() const;
+    /// Sets the locale names are written in; nullopt goes back to the device's
+    /// current locale.
     void setLocaleIdentifier(std::optional<std::string> identifier) { localeIdentifier_ = std::move(identifier); }
 
     /// `date` in the pattern; "" when the pattern cannot be used.

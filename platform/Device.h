@@ -31,14 +31,20 @@ public:
     /// The graphics-quality code of devices that should avoid live blur and
     /// similar costly effects.
     static constexpr std::int64_t ReducedGraphicsQuality = 10;
+    /// The graphics-quality code of devices that can afford every effect.
     static constexpr std::int64_t FullGraphicsQuality = 100;
 
+    /// The device the process runs on; the same object on every call.
     static std::shared_ptr<Device> currentDevice();
 
     Device() = default;
 
+    /// How the device is held now.
     [[nodiscard]] DeviceOrientation orientation() const;
+    /// The kind of device: phone or tablet.
     [[nodiscard]] UserInterfaceIdiom userInterfaceIdiom() const;
+    /// How much graphics work the device can afford (ReducedGraphicsQuality or
+    /// FullGraphicsQuality).
     [[nodiscard]] std::int64_t graphicsQuality() const;
 
     [[nodiscard]] std::string className() const override { return "Device"; }

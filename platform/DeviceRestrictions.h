@@ -11,7 +11,9 @@ class DeviceRestrictions {
 public:
     /// The three answers to a boolean setting.
     static constexpr std::int64_t BoolValueUnset = 0;
+    /// The setting is on: allowed.
     static constexpr std::int64_t BoolValueYes = 1;
+    /// The setting is off: not allowed.
     static constexpr std::int64_t BoolValueNo = 2;
 
     /// The setting that allows recording the screen.

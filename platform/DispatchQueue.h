@@ -22,19 +22,24 @@ namespace lumora::platform {
 /// therefore runs at a moment the owner of the loop chooses.
 class DispatchQueue : private platform::Noncopyable {
 public:
+    /// The priority of a global queue's tasks.
     enum class Priority : std::uint8_t { Default, Background };
+    /// One unit of work.
     using Task = std::function<void()>;
 
     virtual ~DispatchQueue() = default;
 
     /// Queues `task` and returns at once.
     virtual void async(Task task) = 0;
+    /// The queue's name, for logs and debugging.
     [[nodiscard]] virtual const std::string& label() const = 0;
 
     /// The queue whose task is running on the calling thread, or null.
     [[nodiscard]] static const DispatchQueue* current();
 
+    /// The MainQueue, drained by the run loop's owner (see MainQueue).
     static DispatchQueue& main();
+    /// The process-wide concurrent queue of `priority`.
     static DispatchQueue& global(Priority priority);
     /// A new serial queue that runs its tasks on platform threads.
     static std::shared_ptr<DispatchQueue> makeSerial(std::string label);
@@ -43,6 +48,8 @@ protected:
     /// Marks the calling thread as running a task of `queue` while alive.
     class CurrentScope {
     public:
+        /// Marks the calling thread as running a task of `queue` (null: of none),
+        /// until destroyed; scopes nest.
         explicit CurrentScope(const DispatchQueue* queue);
         CurrentScope(const CurrentScope&) = delete;
         CurrentScope& operator=(const CurrentScope&) = delete;

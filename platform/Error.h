@@ -18,12 +18,17 @@ public:
     /// The user-info key whose string value is the error's localized description.
     static constexpr std::string_view LocalizedDescriptionKey = "LocalizedDescription";
 
+    /// An error of `domain` with `code` and `userInfo` (null: an empty dictionary).
     static std::shared_ptr<const Error> errorWithDomain(
         std::string domain, std::int64_t code, DictionaryRef userInfo = nullptr);
 
+    /// Builds an error (null `userInfo`: an empty dictionary); prefer
+    /// `errorWithDomain`, which makes it shared and const.
     Error(std::string domain, std::int64_t code, DictionaryRef userInfo);
 
+    /// The error's domain, which gives `code` its meaning.
     [[nodiscard]] const std::string& domain() const { return domain_; }
+    /// The error's code within its domain.
     [[nodiscard]] std::int64_t code() const { return code_; }
     /// Never null: an error made without user info has an empty dictionary.
     [[nodiscard]] const DictionaryRef& userInfo() const { return userInfo_; }

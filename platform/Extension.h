@@ -73,8 +73,11 @@ public:
     static void extensionsWithMatchingAttributes_completion(
         const DictionaryRef& attributes, MatchingHandler completion);
 
+    /// An extension description; the platform makes these, see
+    /// `extensionWithIdentifier_error`. Null `attributes` read as empty.
     Extension(std::string identifier, DictionaryRef attributes);
 
+    /// The extension's bundle identifier.
     [[nodiscard]] const std::string& identifier() const { return identifier_; }
     /// Never null.
     [[nodiscard]] const DictionaryRef& attributes() const { return attributes_; }

@@ -32,6 +32,7 @@ class RemoteObjectProxy;
 /// sent it, on that same queue.
 class ExtensionConnection final : public Object {
 public:
+    /// Hears why a message could not be performed (an error of ErrorDomain).
     using ErrorHandler = std::function<void(const ErrorRef& error)>;
 
     /// The error domain of undeliverable messages, and its codes.
@@ -52,8 +53,11 @@ public:
     /// weakly: its owner decides how long it lives, and messages for an
     /// exported object that has gone are undeliverable.
     void setExportedInterface(std::shared_ptr<Interface> interface);
+    /// The interface this end exports; null when none is set.
     [[nodiscard]] std::shared_ptr<Interface> exportedInterface() const;
+    /// Sets the object the other side's messages are performed on (held weakly).
     void setExportedObject(const ObjectRef& object);
+    /// The exported object; null when none is set or it has gone.
     [[nodiscard]] ObjectRef exportedObject() const;
 
     /// A proxy for the object the other side exports; `errorHandler` (may be
@@ -62,6 +66,8 @@ public:
 
     /// Ends the connection for both sides; later messages are undeliverable.
     void invalidate();
+    /// Whether the connection still delivers: connected and not invalidated by
+    /// either side. A connection made on its own, not by `makePair`, never is.
     [[nodiscard]] bool isValid() const;
 
     [[nodiscard]] std::string className() const override { return "ExtensionConnection"; }
@@ -83,6 +89,9 @@ private:
 /// returns at once; the message is performed later, on a platform thread.
 class RemoteObjectProxy final : public Object {
 public:
+    /// A proxy sending through `connection`; `errorHandler` (may be empty) hears
+    /// of its undeliverable messages. Take one from
+    /// `remoteObjectProxyWithErrorHandler`.
     RemoteObjectProxy(std::shared_ptr<ExtensionConnection> connection, ExtensionConnection::ErrorHandler errorHandler)
         : connection_(std::move(connection)), errorHandler_(std::move(errorHandler))
     { }
@@ -90,6 +99,7 @@ public:
     /// Sends the one-way message `selector` (with colons) with `arguments`.
     void sendMessage(std::string selector, std::vector<Value> arguments) const;
 
+    /// The end of the connection the proxy sends from.
     [[nodiscard]] const std::shared_ptr<ExtensionConnection>& connection() const { return connection_; }
     [[nodiscard]] std::string className() const override { return "RemoteObjectProxy"; }
 

@@ -22,9 +22,12 @@ public:
     /// How a request ended, as the other side of the request learns it:
     /// returned items and no error, or no items and the cancelling error.
     struct Outcome {
+        /// The items the request returned; empty when it was cancelled.
         ExtensionItems returnedItems;
+        /// The error the request was cancelled with; null when it completed.
         ErrorRef error;
     };
+    /// Told how a request ended.
     using OutcomeHandler = std::function<void(const Outcome&)>;
 
     /// The class object of a context class: the protocols the two sides of a
@@ -52,6 +55,7 @@ public:
     /// the request ended (the platform gives it to the requesting process).
     ExtensionContext(ExtensionItems inputItems, OutcomeHandler onEnd);
 
+    /// The items the request brought.
     [[nodiscard]] const ExtensionItems& inputItems() const { return inputItems_; }
 
     /// Ends the request successfully with `items`. `completion`, when given,

@@ -15,16 +15,22 @@ class ExtensionItem final : public Object {
 public:
     ExtensionItem() = default;
 
+    /// The item's title; null when it has none.
     [[nodiscard]] const std::shared_ptr<const AttributedString>& attributedTitle() const { return title_; }
+    /// Sets the title.
     void setAttributedTitle(std::shared_ptr<const AttributedString> title) { title_ = std::move(title); }
 
+    /// The item's attachments, in order; empty when none.
     [[nodiscard]] const std::vector<std::shared_ptr<ItemProvider>>& attachments() const { return attachments_; }
+    /// Sets the attachments.
     void setAttachments(std::vector<std::shared_ptr<ItemProvider>> attachments)
     {
         attachments_ = std::move(attachments);
     }
 
+    /// Extra keyed values carried with the item; null when none.
     [[nodiscard]] const DictionaryRef& userInfo() const { return userInfo_; }
+    /// Sets the user info.
     void setUserInfo(DictionaryRef userInfo) { userInfo_ = std::move(userInfo); }
 
     [[nodiscard]] std::string className() const override { return "ExtensionItem"; }

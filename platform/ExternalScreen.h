@@ -19,6 +19,7 @@ public:
     /// that noticed the change.
     static constexpr std::string_view CurrentTypeDidChangeNotification = "ExternalScreenTypeDidChangeNotification";
 
+    /// The kind of external display in use now; None when there is none.
     [[nodiscard]] static ExternalScreenType currentExternalScreenType();
 };
 

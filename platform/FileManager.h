@@ -34,6 +34,7 @@ namespace lumora::platform {
 /// of its own different behaviour; they may be called from any thread.
 class FileManager : public Object {
 public:
+    /// The error domain of failed file operations.
     static constexpr std::string_view ErrorDomain = "FileErrorDomain";
     /// The codes of `ErrorDomain`.
     enum ErrorCode : std::int64_t {
@@ -45,18 +46,26 @@ public:
         OutOfSpaceError = 6,
         InvalidNameError = 7,
     };
+    /// User-info key: the path the failed operation was given (a string).
     static constexpr std::string_view FilePathErrorKey = "FilePath";
+    /// User-info key: the system's error number (an integer).
     static constexpr std::string_view POSIXErrorCodeKey = "POSIXErrorCode";
 
     /// Keys of an item's attributes.
     static constexpr std::string_view FileSizeKey = "FileSize"; // integer, bytes
+    /// When the entry was last changed (a Date).
     static constexpr std::string_view FileModificationDateKey = "FileModificationDate"; // Date
     /// Present only where the file system records when an entry was made.
     static constexpr std::string_view FileCreationDateKey = "FileCreationDate"; // Date
+    /// What kind of entry it is (one of the FileType strings).
     static constexpr std::string_view FileTypeKey = "FileType"; // one of the types below
+    /// A regular file.
     static constexpr std::string_view FileTypeRegular = "FileTypeRegular";
+    /// A directory.
     static constexpr std::string_view FileTypeDirectory = "FileTypeDirectory";
+    /// A symbolic link (not followed).
     static constexpr std::string_view FileTypeSymbolicLink = "FileTypeSymbolicLink";
+    /// Anything else: a device, a socket, a pipe.
     static constexpr std::string_view FileTypeOther = "FileTypeOther";
     /// Attribute for creating a directory: its permission bits (integer).
     static constexpr std::string_view FilePosixPermissionsKey = "FilePosixPermissions";
@@ -64,6 +73,7 @@ public:
     /// Keys of a file system's attributes: sizes in bytes, integers whose 64
     /// bits are the unsigned count.
     static constexpr std::string_view SystemSizeKey = "SystemSize";
+    /// The bytes still free on the file system.
     static constexpr std::string_view SystemFreeSizeKey = "SystemFreeSize";
 
     /// The process's shared file manager.

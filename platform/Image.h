@@ -37,9 +37,11 @@ public:
 
     /// The size in points: the pixel size divided by the scale.
     [[nodiscard]] Size size() const;
+    /// Pixels per point (1, 2 or 3 for resources).
     [[nodiscard]] double scale() const { return scale_; }
     /// The resource name the image was looked up by; empty for other images.
     [[nodiscard]] const std::string& name() const { return name_; }
+    /// The pixels, for the platform's drawing code.
     [[nodiscard]] const std::shared_ptr<const Backing>& backing() const { return backing_; }
 
     [[nodiscard]] std::string className() const override { return "Image"; }

@@ -23,7 +23,9 @@ public:
     /// platform logs it), or a size too large to hold.
     static std::unique_ptr<ImageContext> beginImageContextWithOptions(Size size, bool opaque, double scale);
 
+    /// The context's size in points.
     [[nodiscard]] virtual Size size() const = 0;
+    /// Pixels per point (never 0: a scale of 0 asked for is resolved).
     [[nodiscard]] virtual double scale() const = 0;
 
     /// An image of what has been drawn so far; later drawing does not change it.

@@ -14,7 +14,9 @@ public:
     /// A view as large as `image` (zero without one), at the origin.
     explicit ImageView(std::shared_ptr<Image> image);
 
+    /// The image shown; null for none.
     [[nodiscard]] const std::shared_ptr<Image>& image() const { return image_; }
+    /// Shows `image` (null: none) and redraws; the view's frame does not change.
     void setImage(std::shared_ptr<Image> image);
     /// The image's size (zero without one).
     [[nodiscard]] Size sizeThatFits(Size size) const override;

@@ -27,15 +27,18 @@ public:
     /// when the target does not adopt the protocol or the arguments do not fit.
     using Performer = std::function<bool(const ObjectRef& target, const std::vector<Value>& arguments)>;
 
+    /// A description of `protocolName` with no operations yet.
     explicit Interface(std::string protocolName) : protocolName_(std::move(protocolName)) { }
 
     /// A new, empty description of the protocol named `protocolName`.
     static std::shared_ptr<Interface> interfaceWithProtocolName(std::string protocolName);
 
+    /// The name of the protocol described.
     [[nodiscard]] const std::string& protocolName() const { return protocolName_; }
 
     /// Declares an operation (its selector, with colons) and how it is performed.
     void addOperation(std::string selector, Performer performer);
+    /// Whether the operation `selector` (with colons) is declared.
     [[nodiscard]] bool hasOperation(std::string_view selector) const;
     /// The selectors of the declared operations, in alphabetical order.
     [[nodiscard]] std::vector<std::string> selectors() const;

@@ -20,16 +20,23 @@ namespace lumora::platform {
 /// another thread reads it; every accessor may be called from any thread.
 class Invocation final : public Object {
 public:
+    /// Performs the message on `target` with `arguments`.
     using Body = std::function<void(const ObjectRef& target, const std::vector<Value>& arguments)>;
 
+    /// An invocation of `selector` on `target` with `arguments`, performed by
+    /// `body`. Object arguments are held weakly until `retainArguments()`.
     Invocation(ObjectRef target, std::string selector, std::vector<Value> arguments, Body body);
 
+    /// The message's name, with colons.
     [[nodiscard]] const std::string& selector() const { return selector_; }
+    /// The object the message is performed on; may be null.
     [[nodiscard]] ObjectRef target() const;
+    /// Replaces the target (nullPlaceholder() for "no target any more").
     void setTarget(ObjectRef target);
 
     /// Makes the invocation keep its arguments alive.
     void retainArguments();
+    /// Whether `retainArguments()` has been called.
     [[nodiscard]] bool argumentsRetained() const;
     /// The arguments as they stand: an object argument whose owners have all
     /// let go reads as null unless the arguments were retained.

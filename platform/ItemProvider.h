@@ -16,6 +16,7 @@ namespace lumora::platform {
 /// thread that asked (a provider made in another process cannot answer sooner).
 class ItemProvider final : public Object {
 public:
+    /// Receives the loaded value and no error, or a null value and the error.
     using LoadCompletion = std::function<void(const Value& item, const ErrorRef& error)>;
     /// Produces the value on demand; it must call its completion exactly once,
     /// on any thread.
@@ -27,7 +28,10 @@ public:
     /// source, a test that decides when each load finishes).
     ItemProvider(std::string typeIdentifier, Loader loader);
 
+    /// The type identifiers the provider holds a value under.
     [[nodiscard]] const std::vector<std::string>& registeredTypeIdentifiers() const { return types_; }
+    /// Whether the provider holds a value under exactly `typeIdentifier` (no
+    /// type is taken to conform to another).
     [[nodiscard]] bool hasItemConformingToTypeIdentifier(std::string_view typeIdentifier) const;
 
     /// Loads the value registered under `typeIdentifier` and calls `completion`
@@ -49,7 +53,9 @@ private:
 /// Attributed text: a string with attributes (none are used by the framework).
 class AttributedString final : public Object {
 public:
+    /// Attributed text with no attributes.
     explicit AttributedString(std::string string) : string_(std::move(string)) { }
+    /// The plain text.
     [[nodiscard]] const std::string& string() const { return string_; }
     [[nodiscard]] std::string className() const override { return "AttributedString"; }
     [[nodiscard]] std::string description() const override { return string_; }

@@ -34,13 +34,16 @@ struct KeyValueChange {
 /// `valueForKey`, which an observable class answers for its observable keys.
 class KeyValueObservable : private platform::Noncopyable {
 public:
+    /// Options of a registration (a bit set). Tell the observer the new value.
     static constexpr std::uint32_t OptionNew = 0x1;
+    /// Tell the observer the old value.
     static constexpr std::uint32_t OptionOld = 0x2;
     /// Also tell the observer the current value at once, on registration.
     static constexpr std::uint32_t OptionInitial = 0x4;
     /// Also tell the observer before each change.
     static constexpr std::uint32_t OptionPrior = 0x8;
 
+    /// Told of a change of `key`; called on the thread making the change.
     using Observer = std::function<void(const std::string& key, const KeyValueChange& change)>;
 
     virtual ~KeyValueObservable() = default;
@@ -53,7 +56,12 @@ public:
     /// The current value of an observable property; null for unknown keys.
     [[nodiscard]] virtual Value valueForKey(const std::string& key) const = 0;
 
+    /// Announces that the property `key` is about to change: reads its old value
+    /// for observers that want it and tells those that asked for prior notices.
+    /// Pair each call with one `didChangeValueForKey`; pairs may nest.
     void willChangeValueForKey(const std::string& key);
+    /// Announces that the property `key` has changed: every observer of `key` is
+    /// told, with the old and new values it asked for.
     void didChangeValueForKey(const std::string& key);
 
 private:

@@ -31,7 +31,9 @@ namespace lumora::platform {
 /// object (by identity), and equal strings, are written once.
 class KeyedArchiver final : public Coder {
 public:
+    /// The "$archiver" value of every archive written.
     static constexpr std::string_view ArchiverName = "NSKeyedArchiver";
+    /// The "$version" value of every archive written.
     static constexpr std::int64_t ArchiveVersion = 100000;
 
     /// The archive of `object` as the root object, or nullopt with `*error`
@@ -40,11 +42,16 @@ public:
     static std::optional<Data> archivedDataWithRootObject_requiringSecureCoding_error(
         const Value& object, bool requiringSecureCoding, ErrorRef* error);
 
+    /// An archiver to encode into with the Coder operations, then
+    /// `finishEncoding`; with `requiringSecureCoding`, every object's class must
+    /// support secure coding.
     explicit KeyedArchiver(bool requiringSecureCoding);
 
     void encodeObject_forKey(const Value& object, std::string_view key) override;
     void encodeBool_forKey(bool value, std::string_view key) override;
+    /// Stores the integer `value` under `key` in the current record.
     void encodeInt64_forKey(std::int64_t value, std::string_view key) override;
+    /// Stores the float `value` under `key` in the current record.
     void encodeDouble_forKey(double value, std::string_view key) override;
 
     /// Ends the archive; nothing can be encoded afterwards.
@@ -52,6 +59,7 @@ public:
     /// The archive once finished, or nullopt when archiving failed.
     [[nodiscard]] std::optional<Data> encodedData() const;
 
+    /// Whether every object's class must support secure coding.
     [[nodiscard]] bool requiresSecureCoding() const override { return requiringSecureCoding_; }
     [[nodiscard]] ErrorRef error() const override { return error_; }
     void failWithError(const ErrorRef& error) override;

@@ -27,12 +27,15 @@ namespace lumora::platform {
 /// referenced more than once is decoded once.
 class KeyedUnarchiver final : public Coder {
 public:
+    /// The deepest nesting of objects an archive may hold.
     static constexpr std::size_t MaximumDepth = 256;
 
     /// The root object of the archive `data` if its class is one of `classes`;
     /// otherwise nothing, with `*error` set (when `error` is given).
     static Value unarchivedObjectOfClasses_fromData_error(
         const CodingClasses& classes, const Data& data, ErrorRef* error);
+    /// `unarchivedObjectOfClasses_fromData_error` with the single allowed class
+    /// `objectClass`.
     static Value unarchivedObjectOfClass_fromData_error(
         const CodingClass& objectClass, const Data& data, ErrorRef* error)
     {
@@ -49,11 +52,17 @@ public:
     /// says why and every decoding operation reads as nothing.
     explicit KeyedUnarchiver(const Data& data);
 
+    /// Always true: decoding is always secure.
     [[nodiscard]] bool requiresSecureCoding() const override { return true; }
+    /// Whether the object being decoded has a value under `key`.
     [[nodiscard]] bool containsValueForKey(std::string_view key) const override;
     Value decodeObjectOfClasses_forKey(const CodingClasses& classes, std::string_view key) override;
     bool decodeBoolForKey(std::string_view key) override;
+    /// The integer under `key`; 0 when missing. A value that is not a number
+    /// fails decoding (CoderError::ReadCorrupt) and reads as 0.
     std::int64_t decodeInt64ForKey(std::string_view key) override;
+    /// The float under `key`; 0 when missing. A value that is not a number
+    /// fails decoding (CoderError::ReadCorrupt) and reads as 0.
     double decodeDoubleForKey(std::string_view key) override;
 
     [[nodiscard]] ErrorRef error() const override { return error_; }

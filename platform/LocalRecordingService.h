@@ -21,13 +21,20 @@ namespace lumora::platform {
 /// can be told otherwise and keeps every request for inspection.
 class LocalRecordingService {
 public:
+    /// How a start request is answered.
     struct StartAnswer {
+        /// The error the start fails with; null when it succeeds.
         ErrorRef error;
+        /// Whether the application may record the microphone.
         bool microphoneGranted = false;
+        /// Whether the application may record the camera.
         bool cameraGranted = false;
     };
+    /// How a stop request is answered.
     struct StopAnswer {
+        /// The recorded movie; nullopt when there is none.
         std::optional<URL> movieURL;
+        /// The error the stop fails with; null when it succeeds.
         ErrorRef error;
     };
 

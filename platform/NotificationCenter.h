@@ -11,8 +11,11 @@ namespace lumora::platform {
 
 /// One posted notification: its name, the object it is about (may be null) and extra information (may be null).
 struct Notification {
+    /// The notification's name.
     std::string name;
+    /// The object the notification is about; may be null.
     ObjectRef object;
+    /// Extra information; may be null.
     DictionaryRef userInfo;
 };
 

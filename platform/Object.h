@@ -41,6 +41,8 @@ protected:
         return std::shared_ptr<Self>(std::move(owner), self);
     }
 
+    /// A weak reference to `self` typed as its own class; expired while no
+    /// `shared_ptr` owns the object.
     template <class Self> std::weak_ptr<Self> weakFrom(Self* self) { return sharedFrom(self); }
 };
 

@@ -19,8 +19,10 @@ namespace lumora::platform {
 /// property list, and such a dictionary is written back as a UID.
 class PropertyList {
 public:
+    /// The two encodings of a property list.
     enum class Format : std::uint8_t { XML, Binary };
 
+    /// The only key of a dictionary that stands for a UID.
     static constexpr std::string_view UIDKey = "CF$UID";
     /// The value that stands for the UID `uid`.
     static Value uidValue(std::uint64_t uid);
@@ -36,6 +38,9 @@ public:
 
     /// Reads a property-list file; nullopt when the file is missing or unreadable.
     static std::optional<Value> valueWithContentsOfFile(const std::string& path);
+    /// Writes the image of `value` in `format` to the file at `path`, replacing
+    /// it; false when `value` has no property-list form or the file cannot be
+    /// written.
     static bool writeValueToFile(const Value& value, const std::string& path, Format format);
 };
 

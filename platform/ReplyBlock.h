@@ -14,8 +14,11 @@ namespace lumora::platform {
 /// them. A reply block that is never called sends nothing back.
 class ReplyBlock final : public Object {
 public:
+    /// Receives the reply's values, on the thread the receiver calls from.
     using Handler = std::function<void(const std::vector<Value>& reply)>;
 
+    /// A reply block that hands the reply to `handler` (may be empty: the reply is
+    /// dropped).
     explicit ReplyBlock(Handler handler) : handler_(std::move(handler)) { }
 
     /// Sends `reply` back to the sender.

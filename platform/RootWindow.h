@@ -15,8 +15,10 @@ namespace lumora::platform {
 /// `ShellRootWindowClassName` (see `Runtime`).
 class RootWindow : public Window {
 public:
+    /// The run-time name of the system shell's root-window subclass.
     static constexpr std::string_view ShellRootWindowClassName = "ShellRootWindow";
 
+    /// A root window covering `frame` in screen coordinates.
     explicit RootWindow(Rect frame) : Window(frame) { }
 
     [[nodiscard]] std::string className() const override { return "RootWindow"; }

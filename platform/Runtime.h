@@ -14,13 +14,19 @@ namespace lumora::platform {
 /// `Runtime::classNamed` and tests objects against it by name.
 class RuntimeClass final {
 public:
+    /// Makes a new instance of the class; empty when the class cannot be
+    /// instantiated on its own.
     using Factory = std::function<ObjectRef()>;
 
+    /// A class named `name` that derives from the class named `superclassName`
+    /// ("" for a root class), instantiated by `factory` (may be empty).
     RuntimeClass(std::string name, std::string superclassName, Factory factory)
         : name_(std::move(name)), superclassName_(std::move(superclassName)), factory_(std::move(factory))
     { }
 
+    /// The class's name.
     [[nodiscard]] const std::string& name() const { return name_; }
+    /// The name of the class it derives from; "" for a root class.
     [[nodiscard]] const std::string& superclassName() const { return superclassName_; }
     /// A new instance made by plain initialisation, or null when the class
     /// cannot be instantiated on its own.
@@ -41,6 +47,8 @@ public:
     static std::shared_ptr<const RuntimeClass> classNamed(std::string_view name);
     /// Called when code that defines the class is loaded (or unloaded).
     static void registerClass(std::shared_ptr<const RuntimeClass> runtimeClass);
+    /// Forgets the class of that name, when code that defines it is unloaded;
+    /// does nothing when no such class is registered.
     static void unregisterClass(std::string_view name);
 };
 

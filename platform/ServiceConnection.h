@@ -25,8 +25,11 @@ public:
     class Connection_handleInvocation_isReply;
 };
 
+/// The optional invocation hook of a service connection's delegate.
 class ServiceConnectionDelegate::Connection_handleInvocation_isReply : public virtual ServiceConnectionDelegate {
 public:
+    /// Takes over an invocation that arrived on `connection`, on the connection's
+    /// own thread: the delegate performs it (or not) itself.
     virtual void connection_handleInvocation_isReply(const std::shared_ptr<ServiceConnection>& connection,
         const std::shared_ptr<Invocation>& invocation, bool isReply)
         = 0;
@@ -37,10 +40,14 @@ public:
 /// decides how they are performed, otherwise they are performed there at once.
 class ServiceConnection final : public Object {
 public:
+    /// A connection to the service named `serviceName`, with a serial queue of its own.
     explicit ServiceConnection(std::string serviceName);
 
+    /// The name of the service connected to.
     [[nodiscard]] const std::string& serviceName() const { return serviceName_; }
+    /// Sets the delegate, held weakly; null removes it.
     void setDelegate(const std::shared_ptr<ServiceConnectionDelegate>& delegate) { delegate_ = delegate; }
+    /// The delegate; null when none is set or it is gone.
     [[nodiscard]] std::shared_ptr<ServiceConnectionDelegate> delegate() const { return delegate_.lock(); }
 
     /// The connection's own thread.
@@ -53,6 +60,7 @@ public:
     /// What this side exports: the messages the service may send unasked, and
     /// the object they are performed on (held weakly).
     void setExportedInterface(std::shared_ptr<Interface> interface);
+    /// Sets the object exported messages are performed on (held weakly).
     void setExportedObject(const ObjectRef& object);
     /// Called by the transport when the service sends a message of its own:
     /// decodes it through the exported interface into an invocation of the

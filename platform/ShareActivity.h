@@ -18,8 +18,10 @@ public:
         return std::make_shared<ShareActivity>(std::move(extension));
     }
 
+    /// An activity for `extension`.
     explicit ShareActivity(std::shared_ptr<Extension> extension) : extension_(std::move(extension)) { }
 
+    /// The share extension the activity runs.
     [[nodiscard]] const std::shared_ptr<Extension>& applicationExtension() const { return extension_; }
     /// The activity's type: its extension's identifier.
     [[nodiscard]] std::string activityType() const { return extension_ ? extension_->identifier() : std::string(); }

@@ -20,10 +20,14 @@ class StoreLookupItem final : public Object {
 public:
     /// Property names.
     static constexpr std::string_view ShortProductPageURLProperty = "shortProductPageURL"; // string
+    /// The product's name as the store shows it (a string).
     static constexpr std::string_view DisplayNameProperty = "displayName"; // string
+    /// The name of the product's developer (a string).
     static constexpr std::string_view ArtistNameProperty = "artistName"; // string
+    /// The product's categories (an array of strings).
     static constexpr std::string_view GenreNamesProperty = "genreNames"; // array of strings
 
+    /// An entry with the catalogue's `properties` (null for none).
     explicit StoreLookupItem(DictionaryRef properties);
 
     /// The property's value; null when the entry has none.
@@ -38,6 +42,7 @@ private:
 /// The catalogue's answer to a lookup.
 class StoreLookupResponse final : public Object {
 public:
+    /// A response carrying `items`.
     explicit StoreLookupResponse(std::vector<std::shared_ptr<const StoreLookupItem>> items);
 
     /// The entries found, in the order asked for; empty when none.
@@ -63,13 +68,22 @@ public:
     /// The request parameter holding the bundle identifiers looked up (an array of strings).
     static constexpr std::string_view BundleIdentifiersParameter = "bundleId";
 
+    /// Receives the response, or null and the error when the lookup failed.
     using ResponseHandler = std::function<void(std::shared_ptr<const StoreLookupResponse>, ErrorRef)>;
 
+    /// The set of details the catalogue answers with (ProductKeyProfile); empty
+    /// until set.
     [[nodiscard]] const std::string& keyProfile() const { return keyProfile_; }
+    /// Sets the key profile.
     void setKeyProfile(std::string profile) { keyProfile_ = std::move(profile); }
+    /// How answers are localized (DeviceLocalizationStyle); 0 until set.
     [[nodiscard]] std::int64_t localizationStyle() const { return localizationStyle_; }
+    /// Sets the localization style.
     void setLocalizationStyle(std::int64_t style) { localizationStyle_ = style; }
+    /// Sets the request parameter `parameter` (BundleIdentifiersParameter, for
+    /// instance) to `value`.
     void setValue_forRequestParameter(Value value, const std::string& parameter);
+    /// The value of the request parameter `parameter`; null when unset.
     [[nodiscard]] Value valueForRequestParameter(std::string_view parameter) const;
 
     /// Starts the lookup and returns at once. Changing the request afterwards

@@ -11,12 +11,14 @@ namespace lumora::platform {
 /// UTF-8 is compared with each bad byte as a replacement character.
 class StringComparison {
 public:
+    /// How two strings are compared; options combine as bits.
     enum Option : std::uint8_t {
         /// "ABC" and "abc" compare equal (full case folding: "STRASSE" and "straße" too).
         CaseInsensitive = 1U << 0U,
         /// "Á" and "A" compare equal: combining marks are ignored after canonical decomposition.
         DiacriticInsensitive = 1U << 1U,
     };
+    /// A combination of Option bits; 0 compares exactly.
     using Options = std::uint8_t;
 
     /// Whether `string` begins with `prefix` under `options`. An empty prefix begins nothing.

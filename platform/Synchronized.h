@@ -17,6 +17,7 @@ namespace lumora::platform {
 template <typename T> class Synchronized {
 public:
     Synchronized() = default;
+    /// Holds `value`.
     explicit Synchronized(T value) : value_(std::move(value)) { }
     Synchronized(const Synchronized&) = delete;
     Synchronized& operator=(const Synchronized&) = delete;

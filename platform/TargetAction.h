@@ -13,6 +13,7 @@ template <class... Args> class TargetAction {
 public:
     TargetAction() = default;
 
+    /// Holds `target` weakly with its member operation `action`.
     template <class Target>
     TargetAction(const std::shared_ptr<Target>& target, void (Target::*action)(Args...))
         : target_(target), send_([weak = std::weak_ptr<Target>(target), action](Args... args) {
@@ -27,7 +28,9 @@ public:
     /// Calls the action on the target; false when there is no target (any more).
     bool send(Args... args) const { return send_ && send_(std::forward<Args>(args)...); }
 
+    /// Whether the target is still alive.
     [[nodiscard]] bool hasTarget() const { return !target_.expired(); }
+    /// The target, or null once it has gone (or for an empty target-action).
     [[nodiscard]] std::shared_ptr<void> target() const { return target_.lock(); }
 
 private:

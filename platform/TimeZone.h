@@ -17,8 +17,10 @@ public:
     /// simulated device is set to).
     static std::shared_ptr<const TimeZone> localTimeZone();
 
+    /// The zone `name`, unchecked; use `timeZoneWithName` to have it checked.
     explicit TimeZone(std::string name) : name_(std::move(name)) { }
 
+    /// The zone's identifier in the time-zone database.
     [[nodiscard]] const std::string& name() const { return name_; }
 
     [[nodiscard]] std::string className() const override { return "TimeZone"; }

@@ -17,13 +17,16 @@ public:
     /// valid scheme.
     static std::optional<URL> URLWithString(const std::string& text);
 
+    /// Whether the URL's scheme is "file".
     [[nodiscard]] bool isFileURL() const { return scheme_ == "file"; }
+    /// The scheme, without the colon ("file", "https").
     [[nodiscard]] const std::string& scheme() const { return scheme_; }
     /// The file-system path of a file URL, or the path component of another URL.
     [[nodiscard]] std::string path() const;
     /// The whole URL as text.
     [[nodiscard]] const std::string& absoluteString() const { return text_; }
 
+    /// URLs are equal when their texts are.
     friend bool operator==(const URL&, const URL&) = default;
 
 private:
