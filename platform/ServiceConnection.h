@@ -46,9 +46,9 @@ public:
     /// The name of the service connected to.
     [[nodiscard]] const std::string& serviceName() const { return serviceName_; }
     /// Sets the delegate, held weakly; null removes it.
-    void setDelegate(const std::shared_ptr<ServiceConnectionDelegate>& delegate) { delegate_ = delegate; }
+    void setDelegate(const std::shared_ptr<ServiceConnectionDelegate>& delegate) { delegate_.store(delegate); }
     /// The delegate; null when none is set or it is gone.
-    [[nodiscard]] std::shared_ptr<ServiceConnectionDelegate> delegate() const { return delegate_.lock(); }
+    [[nodiscard]] std::shared_ptr<ServiceConnectionDelegate> delegate() const { return delegate_.load().lock(); }
 
     /// The connection's own thread.
     [[nodiscard]] DispatchQueue& queue() const { return *queue_; }
@@ -73,7 +73,7 @@ public:
 
 private:
     std::string serviceName_;
-    std::weak_ptr<ServiceConnectionDelegate> delegate_;
+    Synchronized<std::weak_ptr<ServiceConnectionDelegate>> delegate_;
     std::shared_ptr<DispatchQueue> queue_;
     // Set by the application's side, read by the transport's thread.
     Synchronized<std::shared_ptr<Interface>> exportedInterface_;

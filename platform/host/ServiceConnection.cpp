@@ -13,7 +13,7 @@ ServiceConnection::ServiceConnection(std::string serviceName)
 void ServiceConnection::receiveInvocation(std::shared_ptr<Invocation> invocation, bool isReply)
 {
     queue_->async([self = sharedFrom(this), invocation = std::move(invocation), isReply] {
-        if (auto hook = answering<ServiceConnectionDelegate::Connection_handleInvocation_isReply>(self->delegate_)) {
+        if (auto hook = answering<ServiceConnectionDelegate::Connection_handleInvocation_isReply>(self->delegate())) {
             hook->connection_handleInvocation_isReply(self, invocation, isReply);
         } else {
             invocation->invoke();
