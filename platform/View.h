@@ -164,8 +164,9 @@ public:
     /// What the view's shape contributes to a backdrop view it is registered
     /// with; 0 (nothing) by default.
     [[nodiscard]] BackdropMaskFlags backdropMaskViewFlags() const { return backdropMaskViewFlags_; }
-    /// Sets the backdrop mask flags; takes effect at the backdrop view's next
-    /// `updateMaskViewsForView`.
+    /// Sets the flags. A registered view's flags are read each time the
+    /// backdrop is drawn; registering or unregistering the view takes
+    /// `BackdropView::updateMaskViewsForView`.
     void setBackdropMaskViewFlags(BackdropMaskFlags flags) { backdropMaskViewFlags_ = flags; }
 
     /// The size the view would like within `size`; by default its current size.

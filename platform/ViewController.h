@@ -34,7 +34,7 @@ public:
     static constexpr std::int64_t ModalPresentationFormSheet = 2;
     /// Covers the presenter's context.
     static constexpr std::int64_t ModalPresentationCurrentContext = 3;
-    /// Shown as the presented controller's own transition says.
+    /// Shown as the application lays it out itself.
     static constexpr std::int64_t ModalPresentationCustom = 4;
     /// Over the whole screen; the presenter stays visible beneath.
     static constexpr std::int64_t ModalPresentationOverFullScreen = 5;
