@@ -25,6 +25,7 @@ public:
         [[nodiscard]] std::shared_ptr<platform::Interface> exportedInterface() const override;
     };
 
+    /// The class object of `LMBroadcastActivityExtensionHostContext` itself.
     static const Class& defaultClass();
     [[nodiscard]] const platform::ExtensionContext::Class& classObject() const override { return defaultClass(); }
 
@@ -43,10 +44,14 @@ public:
     /// further. Null when the context is not connected.
     [[nodiscard]] std::shared_ptr<platform::RemoteObjectProxy> extensionObjectProxy() const;
 
+    /// The host view controller of the same request (held weakly), or null
+    /// before it is known or once it has gone.
     [[nodiscard]] std::shared_ptr<LMBroadcastActivityHostViewController> hostViewController() const
     {
         return hostViewController_.lock();
     }
+    /// Sets the host view controller the extension's messages are relayed to;
+    /// set when the request's view controller is made.
     void setHostViewController(const std::shared_ptr<LMBroadcastActivityHostViewController>& hostViewController)
     {
         hostViewController_ = hostViewController;

@@ -24,6 +24,7 @@ public:
         [[nodiscard]] std::shared_ptr<platform::Interface> exportedInterface() const override;
     };
 
+    /// The class object of `LMBroadcastActivityHostViewController` itself.
     static const Class& defaultClass();
     [[nodiscard]] const platform::RemoteViewController::Class& classObject() const override { return defaultClass(); }
 
@@ -48,10 +49,13 @@ public:
     /// own style.
     [[nodiscard]] std::int64_t modalPresentationStyle() const override;
 
+    /// The picker that embeds this controller (held weakly), or null once it has
+    /// gone.
     [[nodiscard]] std::shared_ptr<LMBroadcastActivityViewController> broadcastActivityViewController() const
     {
         return broadcastActivityViewController_.lock();
     }
+    /// Sets the picker that embeds this controller; set when the picker is loaded.
     void setBroadcastActivityViewController(const std::shared_ptr<LMBroadcastActivityViewController>& picker)
     {
         broadcastActivityViewController_ = picker;

@@ -26,9 +26,12 @@ inline constexpr std::string_view LMBroadcastActivityViewControllerExtensionIden
 /// delegate which broadcast its user set up.
 class LMBroadcastActivityViewController : public platform::ViewController {
 public:
+    /// Hears the loaded picker (null when the load failed) and the error (null
+    /// when it succeeded).
     using Handler
         = std::function<void(const std::shared_ptr<LMBroadcastActivityViewController>& broadcastActivityViewController,
             const platform::ErrorRef& error)>;
+    /// Hears the host view controller made for the picker extension.
     using HostViewControllerHandler
         = std::function<void(const std::shared_ptr<LMBroadcastActivityHostViewController>& hostViewController)>;
 
@@ -55,12 +58,17 @@ public:
             HostViewControllerHandler completionHandler) const;
     };
 
+    /// The class object of `LMBroadcastActivityViewController` itself.
     static const Class& defaultClass();
 
+    /// Loads a picker through the class object; see
+    /// `Class::loadBroadcastActivityViewControllerWithHandler`.
     static void loadBroadcastActivityViewControllerWithHandler(Handler handler)
     {
         defaultClass().loadBroadcastActivityViewControllerWithHandler(std::move(handler));
     }
+    /// Asks `extension` for its view controller through the class object; see
+    /// `Class::viewControllerForExtension_inputItems_completionHandler`.
     static void viewControllerForExtension_inputItems_completionHandler(
         const std::shared_ptr<platform::Extension>& extension, const platform::ExtensionItems& inputItems,
         HostViewControllerHandler completionHandler)
@@ -69,6 +77,8 @@ public:
             extension, inputItems, std::move(completionHandler));
     }
 
+    /// An empty picker; applications load one with
+    /// `loadBroadcastActivityViewControllerWithHandler` instead.
     LMBroadcastActivityViewController() = default;
 
     /// Popover (7) leaves the style as it is and makes a new popover
@@ -85,33 +95,43 @@ public:
     /// Always dismisses without animation.
     void dismissViewControllerAnimated_completion(bool animated, std::function<void()> completion) override;
 
+    /// The delegate told which broadcast the user set up (held weakly), or null.
+    /// May be read and set on any thread.
     [[nodiscard]] std::shared_ptr<LMBroadcastActivityViewControllerDelegate> delegate() const
     {
         return delegate_.load().lock();
     }
+    /// Sets the delegate; held weakly.
     void setDelegate(const std::shared_ptr<LMBroadcastActivityViewControllerDelegate>& delegate)
     {
         delegate_.store(delegate);
     }
     [[nodiscard]] const std::shared_ptr<platform::PopoverPresentationController>&
+    /// The popover presentation controller made when popover style was asked
+    /// for (the same as `popoverPresentationController`); null before.
     popoverPresentationControllerProxy() const
     {
         return popoverPresentationControllerProxy_;
     }
+    /// Replaces the popover presentation controller.
     void setPopoverPresentationControllerProxy(std::shared_ptr<platform::PopoverPresentationController> proxy)
     {
         popoverPresentationControllerProxy_ = std::move(proxy);
     }
+    /// The embedded view controller that shows the picker extension (held
+    /// strongly); null until the load has embedded it.
     [[nodiscard]] const std::shared_ptr<LMBroadcastActivityHostViewController>& hostViewController() const
     {
         return hostViewController_;
     }
+    /// Sets the embedded host view controller; set by the load.
     void setHostViewController(std::shared_ptr<LMBroadcastActivityHostViewController> hostViewController)
     {
         hostViewController_ = std::move(hostViewController);
     }
     /// The handler the picker was loaded with; kept, never called by the picker.
     [[nodiscard]] const Handler& didFinishHandler() const { return didFinishHandler_; }
+    /// Sets the kept handler; set by the load.
     void setDidFinishHandler(Handler handler) { didFinishHandler_ = std::move(handler); }
 
     [[nodiscard]] std::string className() const override { return "LMBroadcastActivityViewController"; }

@@ -22,9 +22,15 @@ public:
     class BroadcastActivityViewController_didFinishWithBroadcastController_error;
 };
 
+/// The optional finish operation; a delegate answers it by deriving from this
+/// class.
 class LMBroadcastActivityViewControllerDelegate::BroadcastActivityViewController_didFinishWithBroadcastController_error
     : public virtual LMBroadcastActivityViewControllerDelegate {
 public:
+    /// The user left `broadcastActivityViewController`: with a new
+    /// `broadcastController` and no error when a broadcast was set up, with no
+    /// controller and an error when the user cancelled. Called on the thread the
+    /// picker extension's message arrives on, not on the MainQueue.
     virtual void broadcastActivityViewController_didFinishWithBroadcastController_error(
         const std::shared_ptr<LMBroadcastActivityViewController>& broadcastActivityViewController,
         const std::shared_ptr<LMBroadcastController>& broadcastController, const platform::ErrorRef& error)

@@ -27,6 +27,7 @@ namespace lumora {
 /// delegate are safe to read and replace from both.
 class LMBroadcastController : public platform::Object {
 public:
+    /// Hears the outcome of a start or finish: null on success, else the error.
     using ErrorHandler = std::function<void(const platform::ErrorRef& error)>;
 
     /// A controller with no extension bundle identifier and no URL.
@@ -72,11 +73,17 @@ public:
     [[nodiscard]] platform::DictionaryRef serviceInfo() const { return serviceInfo_.load(); }
     /// Keeps the given dictionary itself.
     void setServiceInfo(platform::DictionaryRef serviceInfo) { serviceInfo_.store(std::move(serviceInfo)); }
+    /// The URL where viewers watch the broadcast, as the broadcast service gave
+    /// it; absent when it gave none.
     [[nodiscard]] const std::optional<platform::URL>& broadcastURL() const { return broadcastURL_; }
+    /// The bundle identifier of the broadcast service's upload extension, as
+    /// the picker reported it; absent when it gave none.
     [[nodiscard]] const std::optional<std::string>& broadcastExtensionBundleID() const
     {
         return broadcastExtensionBundleID_;
     }
+    /// The delegate told of service information (held weakly), or null. May be
+    /// read and set on any thread.
     [[nodiscard]] std::shared_ptr<LMBroadcastControllerDelegate> delegate() const { return delegate_.load().lock(); }
     /// Held weakly.
     void setDelegate(const std::shared_ptr<LMBroadcastControllerDelegate>& delegate) { delegate_.store(delegate); }

@@ -19,6 +19,8 @@ public:
     class BroadcastController_didUpdateServiceInfo;
 };
 
+/// The optional service information operation; a delegate answers it by
+/// deriving from this class.
 class LMBroadcastControllerDelegate::BroadcastController_didUpdateServiceInfo
     : public virtual LMBroadcastControllerDelegate {
 public:

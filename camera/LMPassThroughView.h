@@ -15,7 +15,9 @@ class LMPassThroughView : public platform::View {
 public:
     using platform::View::View;
 
+    /// The subview that takes this view's touches (held strongly), or null.
     [[nodiscard]] const std::shared_ptr<platform::View>& hitableView() const { return hitableView_; }
+    /// Sets the subview that takes touches; null lets every touch fall through.
     void setHitableView(std::shared_ptr<platform::View> view) { hitableView_ = std::move(view); }
 
     /// Adds `view` as usual and makes it the hitable view.

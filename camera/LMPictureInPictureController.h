@@ -40,6 +40,7 @@ public:
     {
         return pictureInPictureWindow_;
     }
+    /// Replaces the window reference without showing or hiding either window.
     void setPictureInPictureWindow(std::shared_ptr<LMPictureInPictureWindow> window)
     {
         pictureInPictureWindow_ = std::move(window);

@@ -38,15 +38,22 @@ public:
     /// Springs the content view to the corner `alignment` of a view of `size`.
     void updateContentViewWithAlignment_size(PipAlignment alignment, platform::Size size);
 
+    /// The corner the content view rests in, or is springing to; top left at first.
     [[nodiscard]] PipAlignment currentAlignment() const { return currentAlignment_; }
+    /// Sets the corner without moving the content view; the next size change
+    /// springs it there.
     void setCurrentAlignment(PipAlignment alignment) { currentAlignment_ = alignment; }
+    /// A point kept for the application; the controller neither sets nor reads it.
     [[nodiscard]] platform::Point lastTouchPoint() const { return lastTouchPoint_; }
+    /// Sets the kept point.
     void setLastTouchPoint(platform::Point point) { lastTouchPoint_ = point; }
 
     /// The interface orientations the window may take: all four (portrait,
     /// upside down and both landscapes, the platform's mask bits 1 to 4).
     static constexpr std::uint64_t AllInterfaceOrientations = 30;
+    /// All four interface orientations.
     [[nodiscard]] std::uint64_t supportedInterfaceOrientations() const { return AllInterfaceOrientations; }
+    /// True: the window turns with the device.
     [[nodiscard]] bool shouldAutorotate() const { return true; }
     /// Keeps the content view in its corner of the new size.
     void viewWillTransitionToSize_withTransitionCoordinator(

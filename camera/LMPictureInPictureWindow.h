@@ -13,7 +13,9 @@ class LMPictureInPictureWindow : public platform::Window {
 public:
     using platform::Window::Window;
 
+    /// The view that takes the window's touches (held strongly), or null.
     [[nodiscard]] const std::shared_ptr<platform::View>& contentView() const { return contentView_; }
+    /// Sets the view that takes the window's touches.
     void setContentView(std::shared_ptr<platform::View> view) { contentView_ = std::move(view); }
 
     /// Whether the content view takes `point` (in the window's coordinates);

@@ -12,7 +12,9 @@ namespace lumora::platform {
 
 /// The orientation of a capture connection's picture (the platform's numbering).
 enum class CaptureVideoOrientation : std::int64_t {
+    /// Upright, home button at the bottom.
     Portrait = 1,
+    /// Upside down, home button at the top.
     PortraitUpsideDown = 2,
     LandscapeRight = 3, ///< home button on the right
     LandscapeLeft = 4, ///< home button on the left
@@ -21,10 +23,14 @@ enum class CaptureVideoOrientation : std::int64_t {
 /// The link between a capture session and one of its outputs.
 class CaptureConnection final : public Object {
 public:
+    /// A connection in portrait orientation.
     CaptureConnection() = default;
 
+    /// The orientation the picture is delivered in; portrait by default.
     [[nodiscard]] CaptureVideoOrientation videoOrientation() const { return videoOrientation_; }
+    /// Sets the orientation the picture is delivered in.
     void setVideoOrientation(CaptureVideoOrientation orientation) { videoOrientation_ = orientation; }
+    /// Whether the connection can turn its picture; always true.
     [[nodiscard]] bool isVideoOrientationSupported() const { return true; }
 
     [[nodiscard]] std::string className() const override { return "CaptureConnection"; }
@@ -44,12 +50,18 @@ public:
     /// layer; the overhang is cut off.
     static constexpr std::string_view VideoGravityResizeAspectFill = "VideoGravityResizeAspectFill";
 
+    /// A layer showing `session`'s picture; the session is held strongly and may
+    /// be null.
     explicit CameraPreviewLayer(std::shared_ptr<CaptureSession> session)
         : session_(std::move(session)), connection_(std::make_shared<CaptureConnection>())
     { }
 
+    /// The capture session whose picture the layer shows.
     [[nodiscard]] const std::shared_ptr<CaptureSession>& session() const { return session_; }
+    /// How the picture is fitted in the bounds: one of the `VideoGravity` values,
+    /// `VideoGravityResizeAspect` by default.
     [[nodiscard]] const std::string& videoGravity() const { return videoGravity_; }
+    /// Sets how the picture is fitted in the bounds.
     void setVideoGravity(std::string_view gravity) { videoGravity_ = std::string(gravity); }
     /// The connection from the session to this layer.
     [[nodiscard]] const std::shared_ptr<CaptureConnection>& connection() const { return connection_; }

@@ -26,15 +26,28 @@ class View;
 /// Recognizers are used on the MainQueue.
 class GestureRecognizer : public Object {
 public:
-    /// The platform's numbering.
-    enum class State : std::int64_t { Possible = 0, Began = 1, Changed = 2, Ended = 3, Cancelled = 4, Failed = 5 };
+    /// Where a recognizer is in its gesture (the platform's numbering).
+    enum class State : std::int64_t {
+        Possible = 0, ///< no gesture recognized yet
+        Began = 1, ///< a continuous gesture began
+        Changed = 2, ///< a continuous gesture changed
+        Ended = 3, ///< the gesture ended
+        Cancelled = 4, ///< the gesture was cancelled
+        Failed = 5 ///< the touches made no gesture
+    };
 
+    /// Where the recognizer is in its gesture; `Possible` when none is under way.
     [[nodiscard]] State state() const { return state_; }
+    /// The view the recognizer is attached to (held weakly), or null.
     [[nodiscard]] std::shared_ptr<View> view() const { return view_.lock(); }
+    /// Whether the recognizer sees touches (true by default).
     [[nodiscard]] bool isEnabled() const { return enabled_; }
     /// Disabling a recognizer in the middle of a gesture cancels the gesture.
     void setEnabled(bool enabled);
+    /// Whether a gesture that begins takes its touches from the views tracking
+    /// them (true by default).
     [[nodiscard]] bool cancelsTouchesInView() const { return cancelsTouchesInView_; }
+    /// Sets whether a gesture that begins cancels its touches in the views.
     void setCancelsTouchesInView(bool cancels) { cancelsTouchesInView_ = cancels; }
 
     /// The centroid of the gesture's touches in `view`'s coordinates (the
@@ -42,9 +55,14 @@ public:
     [[nodiscard]] virtual Point locationInView(const View* view) const;
 
     // ---- Called by the platform -------------------------------------------------------
+    /// Touches came down on the view or below it; the base class adds them to
+    /// the tracked touches. Subclasses call the base class first.
     virtual void touchesBegan_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event);
+    /// Tracked touches moved; the base class does nothing.
     virtual void touchesMoved_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event);
+    /// Touches lifted; the base class drops them from the tracked touches.
     virtual void touchesEnded_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event);
+    /// Touches were cancelled; the base class drops them as `touchesEnded_withEvent` does.
     virtual void touchesCancelled_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event);
     /// Back to possible, forgetting the gesture's touches.
     virtual void reset();
@@ -64,6 +82,7 @@ protected:
     void setState(State state);
     /// Sends the action to every target that is still there.
     virtual void sendActions() = 0;
+    /// The touches of the gesture under way, in the order they came down.
     [[nodiscard]] const TouchList& trackedTouches() const { return touches_; }
 
 private:

@@ -15,15 +15,19 @@ namespace lumora::platform {
 /// where `setTranslation_inView` last put it.
 class PanGestureRecognizer : public GestureRecognizer {
 public:
+    /// An action takes the recognizer.
     using Action = TargetAction<const std::shared_ptr<PanGestureRecognizer>&>;
 
     /// How far, in points, a finger moves before the pan begins.
     static constexpr double Hysteresis = 10;
 
+    /// A recognizer with no target.
     PanGestureRecognizer() = default;
     /// A recognizer with one target; the target is held weakly.
     explicit PanGestureRecognizer(Action action) { addTarget_action(std::move(action)); }
 
+    /// Adds a target-action pair, sent on every state change that the targets
+    /// hear, in the order the pairs were added. The target is held weakly.
     void addTarget_action(Action action) { actions_.push_back(std::move(action)); }
 
     /// How far the finger has moved, in `view`'s coordinate space (the
@@ -35,10 +39,17 @@ public:
     /// Points per second in `view`'s coordinate space, over the last move.
     [[nodiscard]] Point velocityInView(const View* view) const;
 
+    /// The first touch to come down is the finger the pan follows.
     void touchesBegan_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event) override;
+    /// Begins the pan once the finger has moved `Hysteresis` points, then reports
+    /// a change for every move.
     void touchesMoved_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event) override;
+    /// Ends the pan when the last touch lifts, or fails when it had not begun.
     void touchesEnded_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event) override;
+    /// Cancels a pan under way as soon as one of its touches is cancelled; a
+    /// pan that had not begun fails.
     void touchesCancelled_withEvent(const TouchList& touches, const std::shared_ptr<Event>& event) override;
+    /// Back to possible, forgetting the finger and the translation.
     void reset() override;
 
     [[nodiscard]] std::string className() const override { return "PanGestureRecognizer"; }

@@ -17,15 +17,26 @@ class Window;
 /// came down on (the hit-tested view) for its whole life.
 class Touch final : public Object {
 public:
-    enum class Phase : std::int64_t { Began = 0, Moved = 1, Stationary = 2, Ended = 3, Cancelled = 4 };
+    /// Where the touch is in its life (the platform's numbering).
+    enum class Phase : std::int64_t {
+        Began = 0, ///< the finger came down
+        Moved = 1, ///< the finger moved
+        Stationary = 2, ///< the finger is down and has not moved
+        Ended = 3, ///< the finger lifted
+        Cancelled = 4 ///< the system cancelled the touch
+    };
 
     /// Made by the platform when a finger comes down.
     Touch(std::shared_ptr<Window> window, std::shared_ptr<View> view, Point locationInWindow, double timestamp);
 
+    /// The touch's phase as of its last change.
     [[nodiscard]] Phase phase() const { return phase_; }
     /// Seconds of device uptime of the last change.
     [[nodiscard]] double timestamp() const { return timestamp_; }
+    /// The window the finger came down in.
     [[nodiscard]] const std::shared_ptr<Window>& window() const { return window_; }
+    /// The view the finger came down on (the hit-tested view); it keeps the touch
+    /// when the finger moves off it.
     [[nodiscard]] const std::shared_ptr<View>& view() const { return view_; }
 
     /// The finger's position in `view`'s coordinates (the window's when null).

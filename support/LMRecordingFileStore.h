@@ -30,6 +30,7 @@ inline constexpr std::int64_t LMScreenRecorderRequiredFreeSpace = 100000000;
 /// logged and otherwise ignored, except where an error is handed back.
 class LMRecordingFileStore {
 public:
+    /// Hears the error of a file operation; null on success.
     using Completion = std::function<void(const platform::ErrorRef&)>;
 
     /// The folder's path, LMScreenRecorderTempDirectory.

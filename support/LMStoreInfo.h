@@ -23,18 +23,23 @@ class LMStoreInfo : public platform::Object {
 public:
     /// The bundle identifier that was looked up.
     [[nodiscard]] const std::optional<std::string>& bundleID() const { return bundleID_; }
+    /// Sets the bundle identifier; absent leaves it out of the dictionary.
     void setBundleID(std::optional<std::string> bundleID) { bundleID_ = std::move(bundleID); }
     /// The application's display name.
     [[nodiscard]] const std::optional<std::string>& appName() const { return appName_; }
+    /// Sets the display name; absent leaves it out of the dictionary.
     void setAppName(std::optional<std::string> appName) { appName_ = std::move(appName); }
     /// Who made the application.
     [[nodiscard]] const std::optional<std::string>& author() const { return author_; }
+    /// Sets the maker's name; absent leaves it out of the dictionary.
     void setAuthor(std::optional<std::string> author) { author_ = std::move(author); }
     /// The short link to the application's store page.
     [[nodiscard]] const std::optional<std::string>& itemURL() const { return itemURL_; }
+    /// Sets the store page link; absent leaves it out of the dictionary.
     void setItemURL(std::optional<std::string> itemURL) { itemURL_ = std::move(itemURL); }
     /// The application's genre names.
     [[nodiscard]] const std::optional<std::vector<std::string>>& categories() const { return categories_; }
+    /// Sets the genre names; absent or empty leaves them out of the dictionary.
     void setCategories(std::optional<std::vector<std::string>> categories) { categories_ = std::move(categories); }
 
     /// A new dictionary holding each present field under its key; the

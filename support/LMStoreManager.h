@@ -12,6 +12,7 @@ namespace lumora {
 /// Looks applications up in the store's catalogue by bundle identifier.
 class LMStoreManager : public platform::Object {
 public:
+    /// Hears the record of a lookup; never null.
     using CompletionHandler = std::function<void(std::shared_ptr<LMStoreInfo>)>;
 
     /// The one manager of the process, made on first use.

@@ -24,20 +24,28 @@ public:
 
     /// A new flat button with the style number it was asked for.
     static std::shared_ptr<LMFlatVideoOverlayButton> initWithStyle(std::int64_t style);
+    /// Made by `initWithStyle` only (the token is private): an empty button that
+    /// keeps `style`.
     LMFlatVideoOverlayButton(Token /*token*/, std::int64_t style);
 
+    /// The style number the button was made with.
     [[nodiscard]] std::int64_t style() const override { return style_; }
     void setTarget_action(const std::shared_ptr<platform::Object>& target, Action action) override;
+    /// The object the action is sent to (held weakly), or null.
     [[nodiscard]] std::shared_ptr<platform::Object> target() const { return target_.lock(); }
+    /// Sets the target; held weakly.
     void setTarget(const std::shared_ptr<platform::Object>& target) { target_ = target; }
+    /// The operation sent to the target on a tap; empty until set.
     [[nodiscard]] const Action& action() const { return action_; }
+    /// Sets the action.
     void setAction(Action action) { action_ = std::move(action); }
 
     /// Sends the action to the target with this button as the sender.
     void _handleTap(const std::shared_ptr<platform::Object>& sender);
 
-    /// The shared images of the normal and highlighted states.
+    /// The shared image of the normal state: the glyph at alpha 0.3.
     static std::shared_ptr<platform::Image> _normalButtonImage();
+    /// The shared image of the highlighted state: the glyph at alpha 0.5.
     static std::shared_ptr<platform::Image> _highlightedButtonImage();
     /// Draws a plate of gray `white` at `backgroundAlpha` with the background
     /// mask cut out of it and the glyph painted at `glyphAlpha`, at the main

@@ -28,13 +28,20 @@ public:
 
     /// A new button with the style number it was asked for.
     static std::shared_ptr<LMHighFidelityVideoOverlayButton> initWithStyle(std::int64_t style);
+    /// Made by `initWithStyle` only (the token is private): an empty view of
+    /// `frame`.
     LMHighFidelityVideoOverlayButton(Token /*token*/, platform::Rect frame);
 
+    /// The style number the button was made with.
     [[nodiscard]] std::int64_t style() const override { return style_; }
     void setTarget_action(const std::shared_ptr<platform::Object>& target, Action action) override;
+    /// The object the action is sent to (held weakly), or null.
     [[nodiscard]] std::shared_ptr<platform::Object> target() const { return target_.lock(); }
+    /// Sets the target; held weakly.
     void setTarget(const std::shared_ptr<platform::Object>& target) { target_ = target; }
+    /// The operation sent to the target on a tap; empty until set.
     [[nodiscard]] const Action& action() const { return action_; }
+    /// Sets the action.
     void setAction(Action action) { action_ = std::move(action); }
 
     /// The push button that shows the glyph.
@@ -42,7 +49,11 @@ public:
     /// The blurred plate; null unless the style is automatic.
     [[nodiscard]] const std::shared_ptr<platform::BackdropView>& backdropView() const { return backdropView_; }
 
+    /// Shows the glyph highlighted (alpha 0.5); sent on touch down and drag
+    /// enter. `sender` is ignored.
     void _playButtonActivate(const std::shared_ptr<platform::Object>& sender);
+    /// Shows the glyph at rest (alpha 0.3); sent on drag exit and before a tap is
+    /// reported. `sender` is ignored.
     void _playButtonDeactivate(const std::shared_ptr<platform::Object>& sender);
     /// Deactivates, then sends the action to the target with this button
     /// (not the inner one) as the sender.

@@ -33,13 +33,16 @@ public:
     /// devices of reduced graphics quality), and flat. Any other number makes
     /// a high-fidelity button without a backdrop.
     static constexpr std::int64_t StyleAutomatic = 0;
+    /// The flat look, on every device.
     static constexpr std::int64_t StyleFlat = 2;
 
     /// An operation of some class that takes the sender. A target responds
     /// to the action when it is of that class.
     class Action {
     public:
+        /// An empty action: it is sent to no target.
         Action() = default;
+        /// An action that calls `operation` on a target of class `Target`.
         template <class Target>
         requires std::derived_from<Target, platform::Object> Action(void (Target::*operation)(
             const std::shared_ptr<platform::Object>& sender)) // NOLINT(google-explicit-constructor)
@@ -53,6 +56,7 @@ public:
               })
         { }
 
+        /// Whether the action names no operation (a default-made action).
         [[nodiscard]] bool isEmpty() const { return !perform_; }
         /// Calls the operation on `target` with `sender`; false (and nothing
         /// called) when the target does not respond to it.
@@ -72,6 +76,7 @@ public:
 
     virtual ~LMVideoOverlayButton() = default;
 
+    /// The style number the button was made with.
     [[nodiscard]] virtual std::int64_t style() const = 0;
     /// Stores both; the target is held weakly.
     virtual void setTarget_action(const std::shared_ptr<platform::Object>& target, Action action) = 0;

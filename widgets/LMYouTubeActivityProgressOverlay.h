@@ -34,12 +34,14 @@ public:
 
     /// Whether the overlay is shown or being shown. Setting it changes nothing else.
     [[nodiscard]] bool isShowing() const { return isShowing_; }
+    /// Sets the flag alone: nothing is shown or hidden.
     void setIsShowing(bool showing) { isShowing_ = showing; }
     /// The spinner; null until the first fade-in has ended.
     [[nodiscard]] const std::shared_ptr<platform::ActivityIndicatorView>& activityIndicator() const
     {
         return activityIndicator_;
     }
+    /// Replaces the spinner reference without adding or removing a view.
     void setActivityIndicator(std::shared_ptr<platform::ActivityIndicatorView> indicator)
     {
         activityIndicator_ = std::move(indicator);
