@@ -30,9 +30,14 @@ ctest --test-dir build -j "$jobs" --output-on-failure
     -DLUMORA_FRAMEWORK_BUNDLE_DIR="\"$(pkg-config --variable=bundledir lumora-simulated-device)\"" \
     $(pkg-config --libs lumora-simulated-device)
   build/consumer/lumora_consumer_pkgconfig
-  # The API reference builds; what still lacks documentation is listed, not fatal.
+  # The API reference builds, and every public class and operation in it is documented.
   cmake --build build --target docs
-  echo "API reference: $(grep -c 'is not documented' build/docs/warnings.log || true) undocumented items (build/docs/warnings.log)"
+  undocumented=$(grep -c 'is not documented' build/docs/warnings.log || true)
+  echo "API reference: $undocumented undocumented items (build/docs/warnings.log)"
+  if [ "$undocumented" -ne 0 ]; then
+    grep 'is not documented' build/docs/warnings.log | head -n 20
+    exit 1
+  fi
 )
 
 cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DLUMORA_SANITIZE=ON \
