@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 #include "platform/host/Bitmap.h"
+#include "platform/host/MediaHandles.h"
 
 #include <algorithm>
 #include <array>
@@ -54,32 +55,19 @@ struct FormatDeleter {
         avformat_free_context(format);
     }
 };
-struct CodecDeleter {
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
-};
-struct FrameDeleter {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketDeleter {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct ScalerDeleter {
-    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
-};
-
 } // namespace
 
 struct MovieWriter::State {
     std::string path;
     std::unique_ptr<AVFormatContext, FormatDeleter> format;
-    std::unique_ptr<AVCodecContext, CodecDeleter> video;
-    std::unique_ptr<AVCodecContext, CodecDeleter> audio;
+    CodecContextHandle video;
+    CodecContextHandle audio;
     AVStream* videoStream = nullptr;
     AVStream* audioStream = nullptr;
-    std::unique_ptr<AVFrame, FrameDeleter> videoFrame;
-    std::unique_ptr<AVFrame, FrameDeleter> audioFrame;
-    std::unique_ptr<AVPacket, PacketDeleter> packet;
-    std::unique_ptr<SwsContext, ScalerDeleter> scaler;
+    FrameHandle videoFrame;
+    FrameHandle audioFrame;
+    PacketHandle packet;
+    ScalerHandle scaler;
     std::int64_t lastVideoSlot = -1;
     // Samples not yet encoded, one plane per channel; the first of them is
     // sample number `pendingStart` of the movie.

@@ -1,5 +1,7 @@
 #include "tests/harness/MovieProbe.h"
 
+#include "platform/host/MediaHandles.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -19,16 +21,7 @@ namespace {
 struct InputDeleter {
     void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
 };
-struct CodecDeleter {
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
-};
-struct FrameDeleter {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketDeleter {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-using Codec = std::unique_ptr<AVCodecContext, CodecDeleter>;
+using Codec = platform::host::CodecContextHandle;
 
 Codec openDecoder(const AVStream* stream)
 {
@@ -49,10 +42,9 @@ MovieContents::Colour centreOf(const AVFrame& frame)
     // One pixel converted to RGB: scale the row and column it sits in.
     const int x = frame.width / 2;
     const int y = frame.height / 2;
-    std::unique_ptr<SwsContext, decltype(&sws_freeContext)> scaler(
+    const platform::host::ScalerHandle scaler(
         sws_getContext(frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height,
-            AV_PIX_FMT_RGB24, SWS_POINT, nullptr, nullptr, nullptr),
-        &sws_freeContext);
+            AV_PIX_FMT_RGB24, SWS_POINT, nullptr, nullptr, nullptr));
     std::vector<std::uint8_t> rgb(static_cast<std::size_t>(frame.width) * frame.height * 3);
     std::array<std::uint8_t*, 1> planes { rgb.data() };
     std::array<int, 1> strides { frame.width * 3 };
@@ -94,8 +86,8 @@ std::optional<MovieContents> decodeMovie(const std::string& path)
     if (!videoDecoder || (audio != nullptr && !audioDecoder)) {
         return std::nullopt;
     }
-    std::unique_ptr<AVPacket, PacketDeleter> packet(av_packet_alloc());
-    std::unique_ptr<AVFrame, FrameDeleter> frame(av_frame_alloc());
+    platform::host::PacketHandle packet(av_packet_alloc());
+    platform::host::FrameHandle frame(av_frame_alloc());
     std::int64_t audioSamples = 0;
     double squares = 0;
     std::int64_t squared = 0;
