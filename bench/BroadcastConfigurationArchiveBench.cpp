@@ -2,9 +2,9 @@
 // setup extension hands it to the service and an upload extension returns it:
 // archiving (into the binary property list) and unarchiving securely.
 #include "broadcast/LMBroadcastConfiguration.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
-#include "platform/PropertyList.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
+#include "platform/formats/PropertyList.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>

@@ -2,8 +2,8 @@
 // cannot beat: a plain loop that stats and unlinks the same number of files,
 // measured in the same run on the same file system. Both remove every file
 // they are given; creating the files is left out of the timing.
-#include "platform/FileManager.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/system/FileManager.h"
 #include "support/LMRecordingFileStore.h"
 
 #include <benchmark/benchmark.h>

@@ -5,13 +5,13 @@
 // a flat overlay button costs once the first one has drawn the shared images.
 
 #include "camera/LMPictureInPictureController.h"
-#include "platform/Button.h"
-#include "platform/ImageContext.h"
-#include "platform/Window.h"
-#include "platform/host/Bitmap.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedDisplay.h"
-#include "platform/host/SimulatedScreens.h"
+#include "platform/graphics/ImageContext.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDisplay.h"
+#include "platform/host/device/SimulatedScreens.h"
+#include "platform/host/graphics/Bitmap.h"
+#include "platform/ui/Button.h"
+#include "platform/ui/Window.h"
 #include "widgets/LMFlatVideoOverlayButton.h"
 #include "widgets/LMVideoOverlayButton.h"
 

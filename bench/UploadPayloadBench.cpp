@@ -2,8 +2,8 @@
 // arrive in a request, are decoded into sample buffers on the audio queue and
 // delivered to a subclass. A plain copy of the same bytes, measured in the
 // same run, gives the floor to compare against.
-#include "platform/SampleBuffer.h"
-#include "platform/host/ExtensionRequest.h"
+#include "platform/host/extensions/ExtensionRequest.h"
+#include "platform/media/SampleBuffer.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 #include "upload/LMBroadcastSampleHandler.h"
 

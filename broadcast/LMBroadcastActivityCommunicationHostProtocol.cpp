@@ -1,7 +1,7 @@
 #include "broadcast/LMBroadcastActivityCommunicationHostProtocol.h"
 
-#include "platform/Log.h"
-#include "platform/Value.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/Value.h"
 
 #include <bit>
 #include <vector>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/Geometry.h"
-#include "platform/Interface.h"
-#include "platform/Noncopyable.h"
-#include "platform/ReplyBlock.h"
-#include "platform/URL.h"
+#include "platform/foundation/Interface.h"
+#include "platform/foundation/Noncopyable.h"
+#include "platform/foundation/ReplyBlock.h"
+#include "platform/foundation/URL.h"
+#include "platform/graphics/Geometry.h"
 
 #include <cstdint>
 #include <functional>

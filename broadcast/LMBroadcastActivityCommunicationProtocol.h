@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Interface.h"
+#include "platform/foundation/Interface.h"
 
 #include <memory>
 

@@ -2,8 +2,8 @@
 
 #include "broadcast/LMBroadcastActivityCommunicationProtocol.h"
 #include "broadcast/LMBroadcastActivityHostViewController.h"
-#include "platform/Log.h"
-#include "platform/Runtime.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/Runtime.h"
 
 namespace lumora {
 

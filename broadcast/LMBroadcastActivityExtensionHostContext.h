@@ -1,8 +1,8 @@
 #pragma once
 
 #include "broadcast/LMBroadcastActivityCommunicationHostProtocol.h"
-#include "platform/ExtensionConnection.h"
-#include "platform/ExtensionContext.h"
+#include "platform/extensions/ExtensionConnection.h"
+#include "platform/extensions/ExtensionContext.h"
 
 #include <memory>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "broadcast/LMBroadcastActivityCommunicationHostProtocol.h"
-#include "platform/RemoteViewController.h"
+#include "platform/extensions/RemoteViewController.h"
 
 #include <memory>
 #include <string>

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "broadcast/LMBroadcastActivityViewControllerDelegate.h"
-#include "platform/Error.h"
-#include "platform/Extension.h"
-#include "platform/ExtensionItem.h"
-#include "platform/Noncopyable.h"
-#include "platform/Synchronized.h"
-#include "platform/ViewController.h"
+#include "platform/extensions/Extension.h"
+#include "platform/extensions/ExtensionItem.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Noncopyable.h"
+#include "platform/foundation/Synchronized.h"
+#include "platform/ui/ViewController.h"
 
 #include <functional>
 #include <memory>

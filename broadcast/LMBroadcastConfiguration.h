@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/Coding.h"
-#include "platform/Object.h"
-#include "platform/Value.h"
+#include "platform/formats/Coding.h"
+#include "platform/foundation/Object.h"
+#include "platform/foundation/Value.h"
 
 #include <memory>
 #include <string>

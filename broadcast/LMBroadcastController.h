@@ -1,11 +1,11 @@
 #pragma once
 
 #include "broadcast/LMBroadcastControllerDelegate.h"
-#include "platform/Error.h"
-#include "platform/Object.h"
-#include "platform/Synchronized.h"
-#include "platform/URL.h"
-#include "platform/Value.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Object.h"
+#include "platform/foundation/Synchronized.h"
+#include "platform/foundation/URL.h"
+#include "platform/foundation/Value.h"
 
 #include <functional>
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Noncopyable.h"
-#include "platform/Value.h"
+#include "platform/foundation/Noncopyable.h"
+#include "platform/foundation/Value.h"
 
 #include <memory>
 

@@ -2,11 +2,11 @@
 
 #include "broadcast/LMBroadcastConfiguration.h"
 #include "broadcast/LMBroadcastExtensionKeys.h"
-#include "platform/Bundle.h"
-#include "platform/ExtensionItem.h"
-#include "platform/ItemProvider.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/TypeIdentifier.h"
+#include "platform/extensions/ExtensionItem.h"
+#include "platform/extensions/ItemProvider.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/TypeIdentifier.h"
+#include "platform/system/Bundle.h"
 
 #include <array>
 #include <atomic>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/ExtensionContext.h"
-#include "platform/URL.h"
-#include "platform/Value.h"
+#include "platform/extensions/ExtensionContext.h"
+#include "platform/foundation/URL.h"
+#include "platform/foundation/Value.h"
 
 #include <functional>
 #include <memory>

@@ -1,7 +1,7 @@
 // The streaming share activities of `LMExtensions`: a query of the installed
 // share extensions, kept with the rest of the broadcast setup.
-#include "platform/Extension.h"
-#include "platform/ShareActivity.h"
+#include "platform/extensions/Extension.h"
+#include "platform/extensions/ShareActivity.h"
 #include "recording/LMExtensions.h"
 
 #include <string_view>

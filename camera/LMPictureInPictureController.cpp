@@ -1,7 +1,7 @@
 #include "camera/LMPictureInPictureController.h"
 
 #include "camera/LMPictureInPictureViewController.h"
-#include "platform/Screen.h"
+#include "platform/ui/Screen.h"
 
 namespace lumora {
 

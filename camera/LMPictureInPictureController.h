@@ -1,7 +1,7 @@
 #pragma once
 
 #include "camera/LMPictureInPictureWindow.h"
-#include "platform/Object.h"
+#include "platform/foundation/Object.h"
 
 #include <concepts>
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/PanGestureRecognizer.h"
-#include "platform/ViewController.h"
+#include "platform/ui/PanGestureRecognizer.h"
+#include "platform/ui/ViewController.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,8 +1,8 @@
 #include "camera/LMPipViewController.h"
 
-#include "platform/Color.h"
-#include "platform/Device.h"
-#include "platform/Screen.h"
+#include "platform/graphics/Color.h"
+#include "platform/system/Device.h"
+#include "platform/ui/Screen.h"
 
 #include <limits>
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/CameraPreviewLayer.h"
-#include "platform/CaptureDevice.h"
-#include "platform/CaptureDeviceInput.h"
-#include "platform/CaptureSession.h"
-#include "platform/ViewController.h"
+#include "platform/media/CameraPreviewLayer.h"
+#include "platform/media/CaptureDevice.h"
+#include "platform/media/CaptureDeviceInput.h"
+#include "platform/media/CaptureSession.h"
+#include "platform/ui/ViewController.h"
 
 #include <memory>
 

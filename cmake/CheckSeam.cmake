@@ -4,7 +4,7 @@
 # optionally -DLUMORA_CHECK_STAMP=<file to touch on success>.
 #
 # Any include whose path has a `host/` folder is refused, whether written from the
-# source root ("platform/host/...") or relative to a seam header ("host/...").
+# source root ("platform/host/device/...") or relative to a seam header ("../host/...").
 file(STRINGS "${LUMORA_CHECKED_LIST}" checked)
 set(offenders "")
 foreach(file IN LISTS checked)

@@ -1,7 +1,7 @@
 // The input items of a clip handler: the input is read as a property-list
 // dictionary, and each entry becomes an item titled with its key.
-#include "platform/PropertyList.h"
-#include "platform/host/ExtensionRequest.h"
+#include "platform/formats/PropertyList.h"
+#include "platform/host/extensions/ExtensionRequest.h"
 #include "upload/LMBroadcastMP4ClipHandler.h"
 
 #include <cstdint>

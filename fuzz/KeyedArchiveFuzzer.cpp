@@ -1,8 +1,8 @@
 // Keyed archives: a broadcast configuration, as a setup extension hands it
 // over, and the plain collections that other archives hold.
 #include "broadcast/LMBroadcastConfiguration.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 
 #include <cstdint>
 

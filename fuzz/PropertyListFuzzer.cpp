@@ -1,5 +1,5 @@
 // Property lists in both forms: whatever reads must write and read back the same.
-#include "platform/PropertyList.h"
+#include "platform/formats/PropertyList.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // String tables: the input is a bundle's "Localizable.strings", looked up as
 // the framework looks up its own texts.
-#include "platform/Bundle.h"
+#include "platform/system/Bundle.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // Upload payloads as the host hands them to a sample handler: the input is
 // read as a property list and becomes the value of one input item (a payload
 // or a list of payloads).
-#include "platform/PropertyList.h"
-#include "platform/host/ExtensionRequest.h"
+#include "platform/formats/PropertyList.h"
+#include "platform/host/extensions/ExtensionRequest.h"
 #include "upload/LMBroadcastSampleHandler.h"
 
 #include <cstdint>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "platform/Color.h"
-#include "platform/Extension.h"
-#include "platform/ExtensionItem.h"
-#include "platform/Noncopyable.h"
-#include "platform/URL.h"
-#include "platform/ViewController.h"
+#include "platform/extensions/Extension.h"
+#include "platform/extensions/ExtensionItem.h"
+#include "platform/foundation/Noncopyable.h"
+#include "platform/foundation/URL.h"
+#include "platform/graphics/Color.h"
+#include "platform/ui/ViewController.h"
 #include "preview/LMPreviewViewControllerDelegate.h"
 #include "preview/LMVideoEditorViewControllerDelegate.h"
 

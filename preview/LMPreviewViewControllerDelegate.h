@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Noncopyable.h"
+#include "platform/foundation/Noncopyable.h"
 #include <memory>
 #include <set>
 #include <string>

@@ -1,7 +1,7 @@
 #include "preview/LMVideoEditorExtensionHostContext.h"
 
-#include "platform/Log.h"
-#include "platform/Runtime.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/Runtime.h"
 #include "preview/LMVideoEditorExtensionProtocol.h"
 #include "preview/LMVideoEditorHostViewController.h"
 

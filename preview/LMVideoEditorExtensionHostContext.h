@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ExtensionConnection.h"
-#include "platform/ExtensionContext.h"
+#include "platform/extensions/ExtensionConnection.h"
+#include "platform/extensions/ExtensionContext.h"
 #include "preview/LMVideoEditorExtensionHostProtocol.h"
 
 #include <memory>

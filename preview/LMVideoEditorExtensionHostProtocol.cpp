@@ -1,6 +1,6 @@
 #include "preview/LMVideoEditorExtensionHostProtocol.h"
 
-#include "platform/Value.h"
+#include "platform/foundation/Value.h"
 
 namespace lumora {
 

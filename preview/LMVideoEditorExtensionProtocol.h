@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Interface.h"
-#include "platform/Noncopyable.h"
+#include "platform/foundation/Interface.h"
+#include "platform/foundation/Noncopyable.h"
 
 #include <memory>
 

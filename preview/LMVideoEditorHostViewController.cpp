@@ -1,7 +1,7 @@
 #include "preview/LMVideoEditorHostViewController.h"
 
-#include "platform/Log.h"
-#include "platform/Runtime.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/Runtime.h"
 #include "preview/LMPreviewViewController.h"
 #include "preview/LMVideoEditorExtensionHostContext.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/RemoteViewController.h"
+#include "platform/extensions/RemoteViewController.h"
 #include "preview/LMVideoEditorExtensionHostProtocol.h"
 
 #include <memory>

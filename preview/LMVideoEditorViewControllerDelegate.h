@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Noncopyable.h"
-#include "platform/Object.h"
+#include "platform/foundation/Noncopyable.h"
+#include "platform/foundation/Object.h"
 
 #include <string>
 #include <vector>

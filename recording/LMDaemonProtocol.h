@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/Error.h"
-#include "platform/Geometry.h"
-#include "platform/Noncopyable.h"
-#include "platform/URL.h"
-#include "platform/Value.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Noncopyable.h"
+#include "platform/foundation/URL.h"
+#include "platform/foundation/Value.h"
+#include "platform/graphics/Geometry.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,10 +1,10 @@
 #include "recording/LMDaemonProxy.h"
 
 #include "broadcast/LMBroadcastController.h"
-#include "platform/DispatchQueue.h"
-#include "platform/LocalRecordingService.h"
-#include "platform/Log.h"
-#include "platform/Protocol.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Log.h"
+#include "platform/foundation/Protocol.h"
+#include "platform/system/LocalRecordingService.h"
 #include "recording/LMExtensions.h"
 #include "recording/LMScreenRecorder.h"
 

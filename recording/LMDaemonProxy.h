@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Object.h"
-#include "platform/ServiceConnection.h"
+#include "platform/foundation/Object.h"
+#include "platform/system/ServiceConnection.h"
 #include "recording/LMClientProtocol.h"
 #include "recording/LMDaemonProtocol.h"
 

@@ -1,6 +1,6 @@
 #include "recording/LMExtensions.h"
 
-#include "platform/Locale.h"
+#include "platform/formats/Locale.h"
 
 #include <mutex>
 

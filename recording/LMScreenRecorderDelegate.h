@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Error.h"
-#include "platform/Noncopyable.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Noncopyable.h"
 
 #include <memory>
 

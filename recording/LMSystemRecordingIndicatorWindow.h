@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/RootWindow.h"
+#include "platform/ui/RootWindow.h"
 
 namespace lumora {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Error.h"
-#include "platform/Value.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Value.h"
 
 #include <cstdint>
 #include <string_view>

@@ -1,7 +1,7 @@
 #include "support/LMDateFormatting.h"
 
-#include "platform/DateFormatter.h"
-#include "platform/TimeZone.h"
+#include "platform/formats/DateFormatter.h"
+#include "platform/formats/TimeZone.h"
 
 #include <memory>
 

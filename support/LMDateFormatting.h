@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Date.h"
+#include "platform/foundation/Date.h"
 
 #include <string>
 

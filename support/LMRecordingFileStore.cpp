@@ -1,8 +1,8 @@
 #include "support/LMRecordingFileStore.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/Log.h"
-#include "platform/StringComparison.h"
+#include "platform/formats/StringComparison.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Log.h"
 
 #include <cmath>
 #include <cstdint>

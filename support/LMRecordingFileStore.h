@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/Date.h"
-#include "platform/Error.h"
-#include "platform/FileManager.h"
-#include "platform/URL.h"
+#include "platform/foundation/Date.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/URL.h"
+#include "platform/system/FileManager.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Object.h"
-#include "platform/Value.h"
+#include "platform/foundation/Object.h"
+#include "platform/foundation/Value.h"
 
 #include <memory>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "support/LMStoreManager.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/StoreLookup.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/system/StoreLookup.h"
 #include "recording/LMExtensions.h"
 
 #include <mutex>

@@ -1,8 +1,8 @@
 #include "upload/LMBroadcastHandler.h"
 
-#include "platform/ItemProvider.h"
-#include "platform/Log.h"
-#include "platform/TypeIdentifier.h"
+#include "platform/extensions/ItemProvider.h"
+#include "platform/formats/TypeIdentifier.h"
+#include "platform/foundation/Log.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
 #include <atomic>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "platform/ExtensionContext.h"
-#include "platform/ExtensionItem.h"
-#include "platform/ExtensionRequestHandling.h"
-#include "platform/Object.h"
-#include "platform/Synchronized.h"
-#include "platform/Value.h"
+#include "platform/extensions/ExtensionContext.h"
+#include "platform/extensions/ExtensionItem.h"
+#include "platform/extensions/ExtensionRequestHandling.h"
+#include "platform/foundation/Object.h"
+#include "platform/foundation/Synchronized.h"
+#include "platform/foundation/Value.h"
 
 #include <cstddef>
 #include <functional>

@@ -1,9 +1,9 @@
 #include "upload/LMBroadcastMP4ClipHandler.h"
 
-#include "platform/KeyedArchiver.h"
-#include "platform/Log.h"
-#include "platform/Sandbox.h"
-#include "platform/TypeIdentifier.h"
+#include "platform/extensions/Sandbox.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/TypeIdentifier.h"
+#include "platform/foundation/Log.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
 #include <atomic>

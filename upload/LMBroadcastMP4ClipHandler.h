@@ -1,9 +1,9 @@
 #pragma once
 
 #include "broadcast/LMBroadcastConfiguration.h"
-#include "platform/Error.h"
-#include "platform/URL.h"
-#include "platform/Value.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/URL.h"
+#include "platform/foundation/Value.h"
 #include "upload/LMBroadcastHandler.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 #include "upload/LMBroadcastSampleHandler.h"
 
-#include "platform/Log.h"
-#include "platform/TypeIdentifier.h"
+#include "platform/formats/TypeIdentifier.h"
+#include "platform/foundation/Log.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
 #include <cstring>

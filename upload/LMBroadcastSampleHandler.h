@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/AudioFormat.h"
-#include "platform/Data.h"
-#include "platform/DispatchQueue.h"
-#include "platform/SampleBuffer.h"
-#include "platform/Value.h"
+#include "platform/foundation/Data.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Value.h"
+#include "platform/media/AudioFormat.h"
+#include "platform/media/SampleBuffer.h"
 #include "upload/LMBroadcastHandler.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "widgets/LMFlatVideoOverlayButton.h"
 
-#include "platform/ImageContext.h"
+#include "platform/graphics/ImageContext.h"
 #include "recording/LMExtensions.h"
 
 #include <mutex>

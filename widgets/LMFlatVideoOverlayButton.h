@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Button.h"
-#include "platform/Image.h"
+#include "platform/graphics/Image.h"
+#include "platform/ui/Button.h"
 #include "widgets/LMVideoOverlayButton.h"
 
 #include <memory>

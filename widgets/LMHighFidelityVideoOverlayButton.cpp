@@ -1,6 +1,6 @@
 #include "widgets/LMHighFidelityVideoOverlayButton.h"
 
-#include "platform/ImageView.h"
+#include "platform/ui/ImageView.h"
 #include "recording/LMExtensions.h"
 
 #include <string>

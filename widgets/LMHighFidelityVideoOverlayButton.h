@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/BackdropView.h"
-#include "platform/Button.h"
-#include "platform/View.h"
+#include "platform/ui/BackdropView.h"
+#include "platform/ui/Button.h"
+#include "platform/ui/View.h"
 #include "widgets/LMVideoOverlayButton.h"
 
 #include <memory>

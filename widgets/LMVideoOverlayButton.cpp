@@ -1,6 +1,6 @@
 #include "widgets/LMVideoOverlayButton.h"
 
-#include "platform/Device.h"
+#include "platform/system/Device.h"
 #include "widgets/LMFlatVideoOverlayButton.h"
 #include "widgets/LMHighFidelityVideoOverlayButton.h"
 

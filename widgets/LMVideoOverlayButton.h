@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/Noncopyable.h"
-#include "platform/Object.h"
-#include "platform/View.h"
+#include "platform/foundation/Noncopyable.h"
+#include "platform/foundation/Object.h"
+#include "platform/ui/View.h"
 
 #include <concepts>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "widgets/LMYouTubeActivityProgressOverlay.h"
 
-#include "platform/Color.h"
+#include "platform/graphics/Color.h"
 
 namespace lumora {
 

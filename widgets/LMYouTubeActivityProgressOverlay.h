@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ActivityIndicatorView.h"
-#include "platform/View.h"
+#include "platform/ui/ActivityIndicatorView.h"
+#include "platform/ui/View.h"
 
 #include <memory>
 

@@ -1,10 +1,10 @@
 // Records the screen of the simulated device for a moment and stops, through
 // the installed framework. Exits 0 when the recording started and the recorder
 // handed back a movie.
-#include "platform/DispatchQueue.h"
-#include "platform/ViewController.h"
-#include "platform/Window.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/ui/ViewController.h"
+#include "platform/ui/Window.h"
 #include "recording/LMExtensions.h"
 #include "recording/LMScreenRecorder.h"
 

@@ -1,10 +1,10 @@
 #include "extensions/SampleVideoEditor.h"
 
-#include "platform/Extension.h"
-#include "platform/ExtensionConnection.h"
-#include "platform/ItemProvider.h"
-#include "platform/TypeIdentifier.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/extensions/Extension.h"
+#include "platform/extensions/ExtensionConnection.h"
+#include "platform/extensions/ItemProvider.h"
+#include "platform/formats/TypeIdentifier.h"
+#include "platform/host/device/SimulatedDevice.h"
 #include "preview/LMPreviewViewController.h"
 
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/Value.h"
-#include "platform/ViewController.h"
-#include "platform/host/SimulatedExtensions.h"
+#include "platform/foundation/Value.h"
+#include "platform/host/services/SimulatedExtensions.h"
+#include "platform/ui/ViewController.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -1,4 +1,4 @@
-#include "platform/Log.h"
+#include "platform/foundation/Log.h"
 #include "sample_app/Demos.h"
 #include "sample_app/device/SampleDevice.h"
 

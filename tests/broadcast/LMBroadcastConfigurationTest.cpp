@@ -1,8 +1,8 @@
 #include "broadcast/LMBroadcastConfiguration.h"
 
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
-#include "platform/PropertyList.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
+#include "platform/formats/PropertyList.h"
 
 #include <gtest/gtest.h>
 

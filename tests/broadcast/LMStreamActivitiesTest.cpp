@@ -1,7 +1,7 @@
-#include "platform/Extension.h"
-#include "platform/ShareActivity.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedExtensions.h"
+#include "platform/extensions/Extension.h"
+#include "platform/extensions/ShareActivity.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/services/SimulatedExtensions.h"
 #include "recording/LMExtensions.h"
 #include "tests/harness/Harness.h"
 

@@ -1,12 +1,12 @@
-#include "platform/host/SimulatedBroadcastPicker.h"
+#include "platform/host/services/SimulatedBroadcastPicker.h"
 #include "broadcast/LMBroadcastActivityViewController.h"
 #include "broadcast/LMBroadcastConfiguration.h"
 #include "broadcast/LMBroadcastController.h"
 #include "broadcast/LMBroadcastExtension.h"
-#include "platform/Extension.h"
-#include "platform/host/SimulatedApplication.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedExtensions.h"
+#include "platform/extensions/Extension.h"
+#include "platform/host/device/SimulatedApplication.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/services/SimulatedExtensions.h"
 #include "tests/harness/Harness.h"
 
 #include <gmock/gmock.h>

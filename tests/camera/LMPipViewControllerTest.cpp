@@ -1,11 +1,11 @@
 #include "camera/LMPipViewController.h"
 
-#include "platform/Window.h"
-#include "platform/host/SimulatedApplication.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedHardware.h"
-#include "platform/host/SimulatedMedia.h"
-#include "platform/host/SimulatedScreens.h"
+#include "platform/host/device/SimulatedApplication.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedHardware.h"
+#include "platform/host/device/SimulatedScreens.h"
+#include "platform/host/services/SimulatedMedia.h"
+#include "platform/ui/Window.h"
 #include "tests/harness/Harness.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #include "tests/harness/Harness.h"
 
-#include "platform/Date.h"
-#include "platform/host/PlatformThreads.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/foundation/Date.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/foundation/PlatformThreads.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/DispatchQueue.h"
-#include "platform/Log.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Log.h"
 
 #include <chrono>
 #include <condition_variable>

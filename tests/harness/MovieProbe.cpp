@@ -1,6 +1,6 @@
 #include "tests/harness/MovieProbe.h"
 
-#include "platform/host/MediaHandles.h"
+#include "platform/host/media/MediaHandles.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #include "tests/harness/VideoEditorExtension.h"
 
-#include "platform/Extension.h"
-#include "platform/TypeIdentifier.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/extensions/Extension.h"
+#include "platform/formats/TypeIdentifier.h"
+#include "platform/host/device/SimulatedDevice.h"
 #include "preview/LMPreviewViewController.h"
 
 #include <future>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/ExtensionConnection.h"
-#include "platform/ExtensionItem.h"
-#include "platform/Value.h"
-#include "platform/host/SimulatedExtensions.h"
+#include "platform/extensions/ExtensionConnection.h"
+#include "platform/extensions/ExtensionItem.h"
+#include "platform/foundation/Value.h"
+#include "platform/host/services/SimulatedExtensions.h"
 
 #include <chrono>
 #include <optional>

@@ -1,10 +1,10 @@
-#include "platform/Button.h"
-#include "platform/ImageContext.h"
-#include "platform/PanGestureRecognizer.h"
-#include "platform/Window.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedDisplay.h"
-#include "platform/host/SimulatedTouchScreen.h"
+#include "platform/graphics/ImageContext.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDisplay.h"
+#include "platform/host/device/SimulatedTouchScreen.h"
+#include "platform/ui/Button.h"
+#include "platform/ui/PanGestureRecognizer.h"
+#include "platform/ui/Window.h"
 #include "tests/harness/Harness.h"
 
 #include <cmath>

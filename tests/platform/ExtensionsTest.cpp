@@ -1,10 +1,10 @@
-#include "platform/Extension.h"
+#include "platform/extensions/Extension.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/ExtensionConnection.h"
-#include "platform/Interface.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedExtensions.h"
+#include "platform/extensions/ExtensionConnection.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Interface.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/services/SimulatedExtensions.h"
 #include "tests/harness/Harness.h"
 
 #include <algorithm>

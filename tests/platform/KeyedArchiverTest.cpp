@@ -1,7 +1,7 @@
-#include "platform/KeyedArchiver.h"
+#include "platform/formats/KeyedArchiver.h"
 
-#include "platform/KeyedUnarchiver.h"
-#include "platform/PropertyList.h"
+#include "platform/formats/KeyedUnarchiver.h"
+#include "platform/formats/PropertyList.h"
 
 #include <chrono>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
-#include "platform/AudioFormat.h"
-#include "platform/DispatchQueue.h"
-#include "platform/SampleBuffer.h"
-#include "platform/TypeIdentifier.h"
-#include "platform/host/ExtensionRequest.h"
+#include "platform/formats/TypeIdentifier.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/host/extensions/ExtensionRequest.h"
+#include "platform/media/AudioFormat.h"
+#include "platform/media/SampleBuffer.h"
 #include "tests/harness/Harness.h"
 
 #include <gtest/gtest.h>

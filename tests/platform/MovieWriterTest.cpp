@@ -1,6 +1,6 @@
-#include "platform/host/MovieWriter.h"
+#include "platform/host/media/MovieWriter.h"
 
-#include "platform/host/Bitmap.h"
+#include "platform/host/graphics/Bitmap.h"
 #include "tests/harness/Harness.h"
 #include "tests/harness/MovieProbe.h"
 

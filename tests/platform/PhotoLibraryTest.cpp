@@ -1,9 +1,9 @@
-#include "platform/PhotoLibrary.h"
+#include "platform/media/PhotoLibrary.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/Object.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedPhotoLibrary.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Object.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/services/SimulatedPhotoLibrary.h"
 #include "tests/harness/Harness.h"
 
 #include <filesystem>

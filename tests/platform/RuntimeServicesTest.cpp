@@ -1,9 +1,9 @@
-#include "platform/Bundle.h"
-#include "platform/Clock.h"
-#include "platform/DispatchQueue.h"
-#include "platform/Log.h"
-#include "platform/NotificationCenter.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/foundation/Clock.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Log.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/system/Bundle.h"
+#include "platform/system/NotificationCenter.h"
 #include "tests/harness/Harness.h"
 
 #include <atomic>

@@ -1,6 +1,6 @@
-#include "platform/Value.h"
-#include "platform/PropertyList.h"
-#include "platform/URL.h"
+#include "platform/foundation/Value.h"
+#include "platform/formats/PropertyList.h"
+#include "platform/foundation/URL.h"
 
 #include <gtest/gtest.h>
 

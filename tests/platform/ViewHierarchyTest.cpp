@@ -1,7 +1,7 @@
-#include "platform/View.h"
+#include "platform/ui/View.h"
 
-#include "platform/ViewController.h"
-#include "platform/Window.h"
+#include "platform/ui/ViewController.h"
+#include "platform/ui/Window.h"
 #include "tests/harness/Harness.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "broadcast/LMBroadcastController.h"
-#include "platform/Protocol.h"
+#include "platform/foundation/Protocol.h"
 #include "recording/LMDaemonProxy.h"
 #include "tests/recording/RecorderFixture.h"
 

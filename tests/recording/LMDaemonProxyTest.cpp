@@ -1,9 +1,9 @@
 #include "recording/LMDaemonProxy.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/Invocation.h"
-#include "platform/ServiceConnection.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Invocation.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/system/ServiceConnection.h"
 #include "recording/LMExtensions.h"
 #include "tests/harness/Harness.h"
 

@@ -2,7 +2,7 @@
 
 #include "recording/LMDaemonProxy.h"
 
-#include "platform/host/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDevice.h"
 #include "tests/harness/Harness.h"
 
 #include <gtest/gtest.h>

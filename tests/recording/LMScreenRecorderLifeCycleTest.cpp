@@ -1,10 +1,10 @@
 #include "recording/LMScreenRecorder.h"
 
 #include "camera/LMPipViewController.h"
-#include "platform/DeviceRestrictions.h"
-#include "platform/KeyValueObserving.h"
-#include "platform/host/SimulatedMedia.h"
-#include "platform/host/SimulatedRestrictions.h"
+#include "platform/foundation/KeyValueObserving.h"
+#include "platform/host/device/SimulatedRestrictions.h"
+#include "platform/host/services/SimulatedMedia.h"
+#include "platform/system/DeviceRestrictions.h"
 #include "tests/recording/RecorderFixture.h"
 
 #include <gtest/gtest.h>

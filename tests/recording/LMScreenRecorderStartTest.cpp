@@ -1,12 +1,12 @@
 #include "recording/LMScreenRecorder.h"
 
 #include "camera/LMPipViewController.h"
-#include "platform/AudioSession.h"
-#include "platform/Clock.h"
-#include "platform/DeviceRestrictions.h"
-#include "platform/NotificationCenter.h"
-#include "platform/host/SimulatedMedia.h"
-#include "platform/host/SimulatedRestrictions.h"
+#include "platform/foundation/Clock.h"
+#include "platform/host/device/SimulatedRestrictions.h"
+#include "platform/host/services/SimulatedMedia.h"
+#include "platform/media/AudioSession.h"
+#include "platform/system/DeviceRestrictions.h"
+#include "platform/system/NotificationCenter.h"
 #include "tests/recording/RecorderFixture.h"
 
 #include <functional>

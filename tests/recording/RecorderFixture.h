@@ -1,11 +1,11 @@
 #pragma once
 
-#include "platform/Application.h"
-#include "platform/Window.h"
-#include "platform/host/SimulatedApplication.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedRecordingService.h"
-#include "platform/host/SimulatedScreens.h"
+#include "platform/host/device/SimulatedApplication.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedScreens.h"
+#include "platform/host/services/SimulatedRecordingService.h"
+#include "platform/system/Application.h"
+#include "platform/ui/Window.h"
 #include "recording/LMScreenRecorder.h"
 #include "tests/harness/Harness.h"
 

@@ -1,7 +1,7 @@
-#include "platform/host/SimulatedRecordingService.h"
+#include "platform/host/services/SimulatedRecordingService.h"
 
-#include "platform/Color.h"
-#include "platform/View.h"
+#include "platform/graphics/Color.h"
+#include "platform/ui/View.h"
 #include "tests/harness/MovieProbe.h"
 #include "tests/recording/RecorderFixture.h"
 

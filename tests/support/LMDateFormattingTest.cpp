@@ -1,9 +1,9 @@
 #include "support/LMDateFormatting.h"
 
-#include "platform/DateFormatter.h"
-#include "platform/StringComparison.h"
-#include "platform/TimeZone.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/formats/DateFormatter.h"
+#include "platform/formats/StringComparison.h"
+#include "platform/formats/TimeZone.h"
+#include "platform/host/device/SimulatedDevice.h"
 
 #include <gtest/gtest.h>
 

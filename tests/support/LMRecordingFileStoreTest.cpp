@@ -1,9 +1,9 @@
 #include "support/LMRecordingFileStore.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/FileManager.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedFileSystem.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedFileSystem.h"
+#include "platform/system/FileManager.h"
 #include "tests/harness/Harness.h"
 #include "tests/support/SupportTestFolder.h"
 

@@ -1,9 +1,9 @@
 #include "support/LMStoreManager.h"
 
-#include "platform/Clock.h"
-#include "platform/StoreLookup.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedStoreCatalogue.h"
+#include "platform/foundation/Clock.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/services/SimulatedStoreCatalogue.h"
+#include "platform/system/StoreLookup.h"
 #include "tests/harness/Harness.h"
 
 #include <gtest/gtest.h>

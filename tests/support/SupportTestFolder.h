@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Date.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/foundation/Date.h"
+#include "platform/host/device/SimulatedDevice.h"
 #include "support/LMRecordingFileStore.h"
 
 #include <cstdlib>

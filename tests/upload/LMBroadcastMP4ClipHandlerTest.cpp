@@ -1,5 +1,5 @@
-#include "platform/KeyedUnarchiver.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/formats/KeyedUnarchiver.h"
+#include "platform/host/device/SimulatedDevice.h"
 #include "tests/harness/Harness.h"
 #include "tests/upload/UploadTestSupport.h"
 

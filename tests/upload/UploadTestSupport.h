@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/DispatchQueue.h"
-#include "platform/SampleBuffer.h"
-#include "platform/host/ExtensionRequest.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/host/extensions/ExtensionRequest.h"
+#include "platform/media/SampleBuffer.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 #include "upload/LMBroadcastMP4ClipHandler.h"
 #include "upload/LMBroadcastSampleHandler.h"

@@ -1,9 +1,9 @@
 #include "widgets/LMYouTubeActivityProgressOverlay.h"
 
-#include "platform/Window.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedDisplay.h"
-#include "platform/host/SimulatedScreens.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDisplay.h"
+#include "platform/host/device/SimulatedScreens.h"
+#include "platform/ui/Window.h"
 #include "tests/harness/Harness.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 #include "broadcast/LMBroadcastConfiguration.h"
 #include "broadcast/LMBroadcastExtension.h"
 #include "broadcast/LMBroadcastExtensionKeys.h"
-#include "platform/Bundle.h"
+#include "platform/system/Bundle.h"
 
 #include <fmt/format.h>
 

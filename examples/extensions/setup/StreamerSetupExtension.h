@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ExtensionContext.h"
-#include "platform/ViewController.h"
+#include "platform/extensions/ExtensionContext.h"
+#include "platform/ui/ViewController.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include "extensions/upload/AudioWavFiles.h"
 
-#include "platform/AudioFormat.h"
+#include "platform/media/AudioFormat.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
 namespace lumora::sample {

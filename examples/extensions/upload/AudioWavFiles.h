@@ -1,7 +1,7 @@
 #pragma once
 
 #include "extensions/upload/WavWriter.h"
-#include "platform/SampleBuffer.h"
+#include "platform/media/SampleBuffer.h"
 
 #include <cstdint>
 #include <functional>

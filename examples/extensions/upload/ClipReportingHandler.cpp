@@ -1,8 +1,8 @@
 #include "extensions/upload/ClipReportingHandler.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/Error.h"
-#include "platform/Value.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Value.h"
 
 #include <filesystem>
 #include <fmt/format.h>

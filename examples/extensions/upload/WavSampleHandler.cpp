@@ -1,6 +1,6 @@
 #include "extensions/upload/WavSampleHandler.h"
 
-#include "platform/Value.h"
+#include "platform/foundation/Value.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
 #include "sample_app/app/BroadcastControllerApp.h"
 
-#include "platform/DispatchQueue.h"
+#include "platform/foundation/DispatchQueue.h"
 #include "sample_app/app/Narration.h"
 
 #include <atomic>

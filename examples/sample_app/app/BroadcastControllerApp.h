@@ -1,7 +1,7 @@
 #pragma once
 
 #include "broadcast/LMBroadcastController.h"
-#include "platform/URL.h"
+#include "platform/foundation/URL.h"
 
 #include <memory>
 #include <optional>

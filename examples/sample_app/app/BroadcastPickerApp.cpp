@@ -1,7 +1,7 @@
 #include "sample_app/app/BroadcastPickerApp.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/ShareActivity.h"
+#include "platform/extensions/ShareActivity.h"
+#include "platform/foundation/DispatchQueue.h"
 #include "recording/LMExtensions.h"
 #include "recording/LMScreenRecorder.h"
 #include "sample_app/app/Narration.h"

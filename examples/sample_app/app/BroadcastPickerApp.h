@@ -2,8 +2,8 @@
 
 #include "broadcast/LMBroadcastActivityViewController.h"
 #include "broadcast/LMBroadcastController.h"
-#include "platform/Application.h"
-#include "platform/Window.h"
+#include "platform/system/Application.h"
+#include "platform/ui/Window.h"
 
 #include <memory>
 #include <mutex>

@@ -1,7 +1,7 @@
 #include "sample_app/app/PreviewApp.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/Window.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/ui/Window.h"
 #include "preview/LMVideoEditorHostViewController.h"
 #include "recording/LMScreenRecorder.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Application.h"
+#include "platform/system/Application.h"
 #include "preview/LMPreviewViewController.h"
 
 #include <memory>

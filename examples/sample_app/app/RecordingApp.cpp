@@ -1,11 +1,11 @@
 #include "sample_app/app/RecordingApp.h"
 
 #include "camera/LMPipViewController.h"
-#include "platform/Color.h"
-#include "platform/DispatchQueue.h"
-#include "platform/KeyValueObserving.h"
-#include "platform/Screen.h"
-#include "platform/Window.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/KeyValueObserving.h"
+#include "platform/graphics/Color.h"
+#include "platform/ui/Screen.h"
+#include "platform/ui/Window.h"
 
 #include <array>
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/Application.h"
-#include "platform/URL.h"
-#include "platform/View.h"
+#include "platform/foundation/URL.h"
+#include "platform/system/Application.h"
+#include "platform/ui/View.h"
 #include "recording/LMScreenRecorder.h"
 
 #include <memory>

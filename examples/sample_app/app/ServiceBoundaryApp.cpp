@@ -1,7 +1,7 @@
 #include "sample_app/app/ServiceBoundaryApp.h"
 
-#include "platform/Bundle.h"
-#include "platform/Locale.h"
+#include "platform/formats/Locale.h"
+#include "platform/system/Bundle.h"
 #include "recording/LMDaemonProxy.h"
 #include "recording/LMExtensions.h"
 #include "recording/LumoraErrors.h"

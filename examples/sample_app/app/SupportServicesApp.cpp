@@ -1,8 +1,8 @@
 #include "sample_app/app/SupportServicesApp.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/FileManager.h"
-#include "platform/StringComparison.h"
+#include "platform/formats/StringComparison.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/system/FileManager.h"
 #include "support/LMDateFormatting.h"
 #include "support/LMRecordingFileStore.h"
 #include "support/LMStoreManager.h"

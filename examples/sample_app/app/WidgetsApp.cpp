@@ -1,10 +1,10 @@
 #include "sample_app/app/WidgetsApp.h"
 
 #include "camera/LMPictureInPictureController.h"
-#include "platform/Color.h"
-#include "platform/Control.h"
-#include "platform/Screen.h"
-#include "platform/ViewController.h"
+#include "platform/graphics/Color.h"
+#include "platform/ui/Control.h"
+#include "platform/ui/Screen.h"
+#include "platform/ui/ViewController.h"
 #include "widgets/LMVideoOverlayButton.h"
 
 #include <array>

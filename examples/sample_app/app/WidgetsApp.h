@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/Object.h"
-#include "platform/View.h"
-#include "platform/Window.h"
+#include "platform/foundation/Object.h"
+#include "platform/ui/View.h"
+#include "platform/ui/Window.h"
 #include "widgets/LMYouTubeActivityProgressOverlay.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "sample_app/device/SampleDevice.h"
 
-#include "platform/host/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDevice.h"
 #include "recording/LMExtensions.h"
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "platform/host/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDevice.h"
 #include "sample_app/Demos.h"
 #include "sample_app/app/ServiceBoundaryApp.h"
 #include "sample_app/device/SampleDevice.h"

@@ -1,10 +1,10 @@
-#include "platform/Date.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedFileSystem.h"
-#include "platform/host/SimulatedStoreCatalogue.h"
+#include "platform/foundation/Date.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedFileSystem.h"
+#include "platform/host/services/SimulatedStoreCatalogue.h"
 #include "sample_app/Demos.h"
-#include "sample_app/device/SampleDevice.h"
 #include "sample_app/app/SupportServicesApp.h"
+#include "sample_app/device/SampleDevice.h"
 #include "support/LMRecordingFileStore.h"
 
 #include <fcntl.h>

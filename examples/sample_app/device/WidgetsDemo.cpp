@@ -1,12 +1,12 @@
-#include "platform/DispatchQueue.h"
-#include "platform/host/SimulatedDevice.h"
-#include "platform/host/SimulatedDisplay.h"
-#include "platform/host/SimulatedHardware.h"
-#include "platform/host/SimulatedScreens.h"
-#include "platform/host/SimulatedTouchScreen.h"
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDisplay.h"
+#include "platform/host/device/SimulatedHardware.h"
+#include "platform/host/device/SimulatedScreens.h"
+#include "platform/host/device/SimulatedTouchScreen.h"
 #include "sample_app/Demos.h"
-#include "sample_app/device/SampleDevice.h"
 #include "sample_app/app/WidgetsApp.h"
+#include "sample_app/device/SampleDevice.h"
 
 #include <fmt/format.h>
 

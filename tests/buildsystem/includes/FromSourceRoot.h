@@ -1,4 +1,4 @@
 #pragma once
 
-#include "platform/Window.h"
-#include "platform/host/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/ui/Window.h"

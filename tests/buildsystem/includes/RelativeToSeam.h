@@ -1,5 +1,5 @@
 #pragma once
 
 // clang-format off
-#  include <host/SimulatedScreens.h>
+#  include <../host/device/SimulatedScreens.h>
 // clang-format on

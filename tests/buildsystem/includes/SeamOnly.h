@@ -1,5 +1,5 @@
 #pragma once
 
-// Names that merely contain the word are fine: platform/ExtensionContext.h, "hostContext".
-#include "platform/ExtensionContext.h"
-#include "platform/RemoteViewController.h"
+// Names that merely contain the word are fine: platform/extensions/ExtensionContext.h, "hostContext".
+#include "platform/extensions/ExtensionContext.h"
+#include "platform/extensions/RemoteViewController.h"

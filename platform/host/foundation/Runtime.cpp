@@ -1,0 +1,47 @@
+#include "platform/foundation/Runtime.h"
+
+#include <map>
+#include <mutex>
+
+namespace lumora::platform {
+
+namespace {
+struct Registry {
+    std::mutex mutex;
+    std::map<std::string, std::shared_ptr<const RuntimeClass>, std::less<>> classes;
+};
+
+Registry& registry()
+{
+    static Registry shared;
+    return shared;
+}
+} // namespace
+
+std::shared_ptr<const RuntimeClass> Runtime::classNamed(std::string_view name)
+{
+    std::lock_guard lock(registry().mutex);
+    const auto found = registry().classes.find(name);
+    return found == registry().classes.end() ? nullptr : found->second;
+}
+
+void Runtime::registerClass(std::shared_ptr<const RuntimeClass> runtimeClass)
+{
+    if (!runtimeClass) {
+        return;
+    }
+    std::lock_guard lock(registry().mutex);
+    auto name = runtimeClass->name();
+    registry().classes[std::move(name)] = std::move(runtimeClass);
+}
+
+void Runtime::unregisterClass(std::string_view name)
+{
+    std::lock_guard lock(registry().mutex);
+    const auto found = registry().classes.find(name);
+    if (found != registry().classes.end()) {
+        registry().classes.erase(found);
+    }
+}
+
+} // namespace lumora::platform

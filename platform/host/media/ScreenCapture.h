@@ -1,0 +1,97 @@
+#pragma once
+
+#include "platform/foundation/Noncopyable.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lumora::platform::host {
+
+class Bitmap;
+
+/// Captures what the simulated device's main screen shows, composited as the
+/// display draws it (`SimulatedDisplay::drawScreen`), at a fixed frame rate
+/// on the device clock, with a microphone tone when asked for, and writes it
+/// into movies (`MovieWriter`).
+///
+/// The capture's time starts at 0 when it starts and stands still while it
+/// is paused, so a movie has no gap for a pause. Frames are taken by timers
+/// on the device clock: a held clock takes them only as it is advanced, and
+/// an advance past several frame slots fills each with the picture of the
+/// moment the timer runs (the screen cannot be seen in the past).
+///
+/// Any number of movies may be written from one capture, each from the
+/// moment it is opened (`openMovie`, its time 0) to the moment it is closed
+/// (`closeMovie`): the recording service writes one for the whole recording,
+/// and a broadcast could cut clips of the same capture the same way.
+///
+/// Threads: used on the MainQueue, where the view tree may be read and the
+/// clock's timers run. Encoding runs on a serial queue of the capture's own,
+/// frame by frame as the pictures come (at most a few are waiting at any
+/// time: taking a frame waits for the encoder rather than piling pictures
+/// up). Closing a movie waits, bounded, for its encoding to end.
+class ScreenCapture : private platform::Noncopyable, public std::enable_shared_from_this<ScreenCapture> {
+public:
+    static constexpr int FramesPerSecond = 30;
+    static constexpr int AudioSampleRate = 44100;
+    /// The microphone's tone.
+    static constexpr double ToneFrequency = 440;
+
+    /// One movie being written from the capture.
+    class Movie;
+    /// Called on the MainQueue with each picture the capture takes and its time.
+    using FrameObserver = std::function<void(const Bitmap& picture, double time)>;
+
+    /// A capture that has not started; `microphone` adds the microphone's
+    /// audio (a tone) to its movies.
+    static std::shared_ptr<ScreenCapture> make(bool microphone);
+    ~ScreenCapture();
+
+    /// Starts taking frames: the first one now, at time 0.
+    void start();
+    /// Takes the frames due so far and stops time until `resume`.
+    void pause();
+    void resume();
+    /// Takes the frames due so far and stops for good; open movies stay open.
+    void stop();
+    [[nodiscard]] bool isPaused() const { return pausedAt_.has_value(); }
+    /// The capture's time: seconds captured so far, pauses left out.
+    [[nodiscard]] double time() const;
+
+    /// Starts writing a movie of what is captured from now on into the host
+    /// path `path`, at the main screen's pixel size; null (and a log line)
+    /// when the movie cannot be made.
+    std::shared_ptr<Movie> openMovie(const std::string& path);
+    /// Takes the frames due so far, ends `movie` and waits for its file to
+    /// be complete. Answers whether the whole movie was written.
+    bool closeMovie(const std::shared_ptr<Movie>& movie);
+
+    /// Hears every picture taken from now on (empty: nobody).
+    void setFrameObserver(FrameObserver observer);
+
+private:
+    struct Encoder;
+
+    explicit ScreenCapture(bool microphone);
+    void schedule();
+    void takeDueFrames();
+    [[nodiscard]] double uptime() const;
+
+    bool microphone_;
+    std::shared_ptr<Encoder> encoder_;
+    std::shared_ptr<void> timer_;
+    FrameObserver observer_;
+    std::shared_ptr<const Bitmap> lastPicture_;
+    bool started_ = false;
+    bool stopped_ = false;
+    double startUptime_ = 0;
+    double pausedTotal_ = 0;
+    std::optional<double> pausedAt_;
+    std::int64_t nextFrame_ = 0;
+    std::int64_t nextSample_ = 0;
+};
+
+} // namespace lumora::platform::host

@@ -1,0 +1,33 @@
+#include "platform/system/Device.h"
+
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedHardware.h"
+
+#include <mutex>
+
+namespace lumora::platform {
+
+std::shared_ptr<Device> Device::currentDevice()
+{
+    static std::once_flag once;
+    static std::shared_ptr<Device> shared;
+    std::call_once(once, [] { shared = std::make_shared<Device>(); });
+    return shared;
+}
+
+DeviceOrientation Device::orientation() const
+{
+    return host::SimulatedDevice::shared().hardware().orientation();
+}
+
+UserInterfaceIdiom Device::userInterfaceIdiom() const
+{
+    return host::SimulatedDevice::shared().hardware().userInterfaceIdiom();
+}
+
+std::int64_t Device::graphicsQuality() const
+{
+    return host::SimulatedDevice::shared().hardware().graphicsQuality();
+}
+
+} // namespace lumora::platform

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Interface.h"
+#include "platform/foundation/Invocation.h"
+#include "platform/foundation/Noncopyable.h"
+#include "platform/foundation/Object.h"
+#include "platform/foundation/Synchronized.h"
+
+#include <memory>
+#include <string>
+
+namespace lumora::platform {
+
+class ServiceConnection;
+
+/// The delegate set of a service connection. Its one hook is optional.
+class ServiceConnectionDelegate : private platform::Noncopyable {
+public:
+    virtual ~ServiceConnectionDelegate() = default;
+
+    /// Optional: hands the delegate every decoded invocation the connection
+    /// receives, on the connection's own thread. `isReply` is set when the
+    /// invocation answers a request this side sent.
+    class Connection_handleInvocation_isReply;
+};
+
+/// The optional invocation hook of a service connection's delegate.
+class ServiceConnectionDelegate::Connection_handleInvocation_isReply : public virtual ServiceConnectionDelegate {
+public:
+    /// Takes over an invocation that arrived on `connection`, on the connection's
+    /// own thread: the delegate performs it (or not) itself.
+    virtual void connection_handleInvocation_isReply(const std::shared_ptr<ServiceConnection>& connection,
+        const std::shared_ptr<Invocation>& invocation, bool isReply)
+        = 0;
+};
+
+/// A connection to a system service. Decoded messages arrive on the
+/// connection's own serial queue; a delegate that answers the invocation hook
+/// decides how they are performed, otherwise they are performed there at once.
+class ServiceConnection final : public Object {
+public:
+    /// A connection to the service named `serviceName`, with a serial queue of its own.
+    explicit ServiceConnection(std::string serviceName);
+
+    /// The name of the service connected to.
+    [[nodiscard]] const std::string& serviceName() const { return serviceName_; }
+    /// Sets the delegate, held weakly; null removes it.
+    void setDelegate(const std::shared_ptr<ServiceConnectionDelegate>& delegate) { delegate_.store(delegate); }
+    /// The delegate; null when none is set or it is gone.
+    [[nodiscard]] std::shared_ptr<ServiceConnectionDelegate> delegate() const { return delegate_.load().lock(); }
+
+    /// The connection's own thread.
+    [[nodiscard]] DispatchQueue& queue() const { return *queue_; }
+
+    /// Called by the transport when a decoded invocation arrives: queues its
+    /// delivery on the connection's thread.
+    void receiveInvocation(std::shared_ptr<Invocation> invocation, bool isReply);
+
+    /// What this side exports: the messages the service may send unasked, and
+    /// the object they are performed on (held weakly).
+    void setExportedInterface(std::shared_ptr<Interface> interface);
+    /// Sets the object exported messages are performed on (held weakly).
+    void setExportedObject(const ObjectRef& object);
+    /// Called by the transport when the service sends a message of its own:
+    /// decodes it through the exported interface into an invocation of the
+    /// exported object and delivers it as `receiveInvocation` does. A message
+    /// the interface does not declare, or whose arguments do not fit, is
+    /// logged and dropped when it is performed.
+    void receiveMessage(const std::string& selector, std::vector<Value> arguments);
+
+    [[nodiscard]] std::string className() const override { return "ServiceConnection"; }
+
+private:
+    std::string serviceName_;
+    Synchronized<std::weak_ptr<ServiceConnectionDelegate>> delegate_;
+    std::shared_ptr<DispatchQueue> queue_;
+    // Set by the application's side, read by the transport's thread.
+    Synchronized<std::shared_ptr<Interface>> exportedInterface_;
+    Synchronized<std::weak_ptr<Object>> exportedObject_;
+};
+
+} // namespace lumora::platform
