@@ -1,9 +1,9 @@
 # `cmake --install` lays out, under the prefix:
 #   include/lumora/<folder>/*.h            the framework's, the seam's and the simulated device's headers
-#   lib/liblumora*.a                       the three libraries
+#   lib/liblumora*.a                       the libraries (framework, seam, simulated device, lab)
 #   share/lumora/Lumora.framework/         the framework bundle's resources
 #   lib/cmake/Lumora/                      find_package(Lumora): Lumora::Lumora, Lumora::Platform,
-#                                          Lumora::SimulatedDevice and LUMORA_FRAMEWORK_BUNDLE_DIR
+#                                          Lumora::SimulatedDevice, Lumora::Lab and LUMORA_FRAMEWORK_BUNDLE_DIR
 #   lib/pkgconfig/lumora.pc, lumora-simulated-device.pc
 include(CMakePackageConfigHelpers)
 
@@ -13,7 +13,8 @@ set(LUMORA_INSTALL_BUNDLEDIR "${CMAKE_INSTALL_DATADIR}/lumora/Lumora.framework")
 set_target_properties(lumora PROPERTIES EXPORT_NAME Lumora)
 set_target_properties(lumora_platform PROPERTIES EXPORT_NAME Platform)
 set_target_properties(lumora_host PROPERTIES EXPORT_NAME SimulatedDevice)
-install(TARGETS lumora lumora_platform lumora_host EXPORT LumoraTargets
+set_target_properties(lumora_lab PROPERTIES EXPORT_NAME Lab)
+install(TARGETS lumora lumora_platform lumora_host lumora_lab EXPORT LumoraTargets
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(EXPORT LumoraTargets NAMESPACE Lumora:: DESTINATION "${LUMORA_INSTALL_CMAKEDIR}")
 

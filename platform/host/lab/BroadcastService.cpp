@@ -1,0 +1,23 @@
+#include "platform/host/lab/BroadcastService.h"
+
+#include "platform/extensions/Extension.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/services/SimulatedBroadcastPicker.h"
+
+namespace lumora::platform::host {
+
+void BroadcastService::install() const
+{
+    auto& device = SimulatedDevice::shared();
+    auto attributes = std::make_shared<Dictionary>();
+    (*attributes)[std::string(Extension::PointIdentifierAttribute)]
+        = std::string(SimulatedBroadcastPicker::SetupExtensionPoint);
+    (*attributes)[std::string(SimulatedBroadcastPicker::UploadExtensionAttribute)] = uploadExtension;
+    device.extensions().installExtension(setupExtension, attributes, setup);
+    if (setupBundle) {
+        device.extensions().setExtensionBundle(setupExtension, *setupBundle);
+    }
+    device.recordingService().installUploadExtension(uploadExtension, kind, upload);
+}
+
+} // namespace lumora::platform::host
