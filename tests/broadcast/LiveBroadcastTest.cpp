@@ -124,12 +124,11 @@ public:
     void processMP4ClipWithURL_setupInfo_finished(
         const std::optional<platform::URL>& url, const DictionaryRef& setupInfo, bool finished) override
     {
-        const auto attributes = url
-            ? platform::FileManager::defaultManager()->attributesOfItemAtPath_error(url->path(), nullptr)
-            : nullptr;
+        // The extension reads the clip through the platform, by its device path.
+        const auto bytes = url ? platform::FileManager::defaultManager()->contentsAtPath(url->path()) : std::nullopt;
         const auto clip = log_->calls().size();
         log_->record(fmt::format("{:.1f} s, {} bytes", platform::Clock::uptime(),
-                         attributes ? attributes->valueForKey(platform::FileManager::FileSizeKey).int64Value() : -1),
+                         bytes ? static_cast<std::int64_t>(bytes->length()) : -1),
             setupInfo, nullptr, 0, url, finished);
         const auto reply = clip < replies_->size() ? (*replies_)[clip] : ClipReply {};
         switch (reply.kind) {

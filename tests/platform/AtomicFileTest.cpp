@@ -1,9 +1,12 @@
 #include "platform/formats/AtomicFile.h"
 #include "platform/formats/PropertyList.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/system/FileManager.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -82,6 +85,29 @@ TEST_F(AtomicFileTest, AFailedWriteOrCopyChangesNothing)
     ASSERT_TRUE(AtomicFile::copyFile((folder_ / "new.mov").string(), (folder_ / "old.mov").string(), true));
     EXPECT_EQ(contents(folder_ / "old.mov"), "new");
     EXPECT_EQ(contents(folder_ / "new.mov"), "new");
+}
+
+using FileManagerReading = AtomicFileTest;
+
+TEST_F(FileManagerReading, ReadsAFileByItsDevicePathAndRefusesWhatIsNoFile)
+{
+    host::SimulatedDevice::shared().mountDirectory("/private/var/mobile/Reading", folder_.string());
+    std::ofstream(folder_ / "clip.mp4", std::ios::binary) << std::string(70000, 'x');
+    fs::create_directories(folder_ / "folder");
+    const auto manager = FileManager::defaultManager();
+
+    const auto bytes = manager->contentsAtPath("/private/var/mobile/Reading/clip.mp4");
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(bytes->length(), 70000U);
+    const int descriptor = manager->openFileForReadingAtPath("/private/var/mobile/Reading/clip.mp4");
+    ASSERT_GE(descriptor, 0);
+    std::array<char, 4> start {};
+    EXPECT_EQ(::read(descriptor, start.data(), start.size()), 4);
+    ::close(descriptor);
+
+    EXPECT_FALSE(manager->contentsAtPath("/private/var/mobile/Reading/folder"));
+    EXPECT_FALSE(manager->contentsAtPath("/private/var/mobile/Reading/missing.mp4"));
+    EXPECT_EQ(manager->openFileForReadingAtPath("/private/var/mobile/Reading/folder"), -1);
 }
 
 } // namespace

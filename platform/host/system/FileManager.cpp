@@ -4,7 +4,9 @@
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedFileSystem.h"
 
+#include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
@@ -16,6 +18,7 @@
 #include <sys/statvfs.h>
 #include <system_error>
 #include <unistd.h>
+#include <vector>
 
 namespace lumora::platform {
 
@@ -310,6 +313,42 @@ bool FileManager::moveItemAtURL_toURL_error(const URL& source, const URL& destin
         return fail(error, EINVAL, source.isFileURL() ? destination.absoluteString() : source.absoluteString());
     }
     return moveItemAtPath_toPath_error(source.path(), destination.path(), error);
+}
+
+std::optional<Data> FileManager::contentsAtPath(const std::string& path) const
+{
+    const int descriptor = openFileForReadingAtPath(path);
+    if (descriptor < 0) {
+        return std::nullopt;
+    }
+    std::vector<std::uint8_t> bytes;
+    std::array<std::uint8_t, 1U << 16U> chunk {};
+    for (;;) {
+        const auto got = ::read(descriptor, chunk.data(), chunk.size());
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            ::close(descriptor);
+            return got == 0 ? std::optional<Data>(Data(std::move(bytes))) : std::nullopt;
+        }
+        bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + got);
+    }
+}
+
+int FileManager::openFileForReadingAtPath(const std::string& path) const
+{
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the C interface of open
+    const int descriptor = ::open(hostPath(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return -1;
+    }
+    struct stat status { };
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(descriptor);
+        return -1;
+    }
+    return descriptor;
 }
 
 } // namespace lumora::platform
