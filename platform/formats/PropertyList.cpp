@@ -265,9 +265,12 @@ private:
 
     const Value& failedObject()
     {
-        static const Value none;
+        // Never destroyed, like every value a reader on another thread may
+        // still hand out while the process exits.
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        static const auto* const none = new const Value();
         failed_ = true;
-        return none;
+        return *none;
     }
 
     // Counts a string copied into a container; false once the copies exceed
@@ -833,15 +836,16 @@ Value PropertyList::uidValue(std::uint64_t uid)
     // Archives refer to their first few hundred objects over and over: those
     // UIDs are made once and shared (a container is immutable once shared).
     constexpr std::uint64_t kShared = 512;
-    static const std::vector<Value> shared = [] {
-        std::vector<Value> values;
-        values.reserve(kShared);
+    // Never destroyed: archives may still be written on other threads while the process exits.
+    static const auto* const shared = [] {
+        auto* values = new std::vector<Value>(); // NOLINT(cppcoreguidelines-owning-memory)
+        values->reserve(kShared);
         for (std::uint64_t each = 0; each < kShared; ++each) {
-            values.push_back(makeUIDValue(each));
+            values->push_back(makeUIDValue(each));
         }
         return values;
     }();
-    return uid < kShared ? shared[uid] : makeUIDValue(uid);
+    return uid < kShared ? (*shared)[uid] : makeUIDValue(uid);
 }
 
 std::optional<std::uint64_t> PropertyList::uidFromValue(const Value& value)
