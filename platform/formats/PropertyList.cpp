@@ -26,7 +26,7 @@ constexpr double kPlistEpochOffset = 978307200.0;
 
 // Containers nested deeper than this are refused: real property lists stay
 // far below it, and every reader of the result may walk it recursively.
-constexpr int kMaxDepth = 512;
+constexpr int kMaxDepth = PropertyList::MaximumDepth;
 
 // The containers a value holds, looked at without taking a reference.
 const Array* arrayOf(const Value& value)
@@ -756,7 +756,7 @@ private:
 };
 
 // Objects the XML form of a value may hold.
-constexpr std::uint64_t kMaxXMLObjects = std::uint64_t { 1 } << 20U;
+constexpr std::uint64_t kMaxXMLObjects = PropertyList::MaximumXMLObjects;
 
 // How many objects the XML form of `value` holds, counting each shared
 // container once per reference; it stops growing past kMaxXMLObjects.

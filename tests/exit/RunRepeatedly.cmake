@@ -13,7 +13,7 @@ foreach(run RANGE 1 ${RUNS})
   set(folder "${WORK_DIR}/run-${run}")
   file(MAKE_DIRECTORY "${folder}")
   execute_process(COMMAND "${PROGRAM}" "${folder}" ${ARGS}
-    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output TIMEOUT 60)
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output TIMEOUT 30)
   if(NOT result STREQUAL "0")
     message(FATAL_ERROR "run ${run} of ${RUNS} ended with: ${result}\n${output}")
   endif()

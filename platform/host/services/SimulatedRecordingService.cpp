@@ -610,7 +610,7 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
         }
         const ExtensionRequest request(items);
         request.beginWithHandler(handler);
-        const auto outcome = request.waitForOutcome();
+        const auto outcome = request.waitForOutcome(UploadRequestTimeout);
         if (!outcome) {
             Log::error("Recording service: the upload extension did not complete its request");
             return;
