@@ -30,8 +30,10 @@ std::shared_ptr<platform::Interface> LMBroadcastActivityExtensionHostContext::Cl
 
 const LMBroadcastActivityExtensionHostContext::Class& LMBroadcastActivityExtensionHostContext::defaultClass()
 {
-    static const Class pickerContextClass;
-    return pickerContextClass;
+    // Never destroyed: the platform's threads may still ask it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const pickerContextClass = new const Class();
+    return *pickerContextClass;
 }
 
 void LMBroadcastActivityExtensionHostContext::extensionDidFinishWithLaunchURL_broadcastURL_extensionBundleID_cancelled(

@@ -32,8 +32,10 @@ std::shared_ptr<platform::Interface> LMBroadcastActivityHostViewController::Clas
 
 const LMBroadcastActivityHostViewController::Class& LMBroadcastActivityHostViewController::defaultClass()
 {
-    static const Class pickerHostClass;
-    return pickerHostClass;
+    // Never destroyed: the platform's threads may still ask it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const pickerHostClass = new const Class();
+    return *pickerHostClass;
 }
 
 void LMBroadcastActivityHostViewController::viewDidLoad()

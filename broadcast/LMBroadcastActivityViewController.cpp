@@ -73,8 +73,10 @@ platform::ExtensionItems hostInfoItems()
 
 const LMBroadcastActivityViewController::Class& LMBroadcastActivityViewController::defaultClass()
 {
-    static const Class pickerClass;
-    return pickerClass;
+    // Never destroyed: the platform's threads may still ask it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const pickerClass = new const Class();
+    return *pickerClass;
 }
 
 void LMBroadcastActivityViewController::Class::loadBroadcastActivityViewControllerWithHandler(Handler handler) const

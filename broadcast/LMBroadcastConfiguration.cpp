@@ -14,10 +14,12 @@ constexpr std::string_view kVideoCompressionPropertiesKey = "videoCompressionPro
 
 const platform::CodingClass& LMBroadcastConfiguration::codingClass()
 {
-    static const platform::CodingClass instance("LMBroadcastConfiguration",
+    // Never destroyed: configurations may still be decoded on other threads while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const platform::CodingClass("LMBroadcastConfiguration",
         { "LMBroadcastConfiguration", std::string(platform::CodingClass::RootClassName) }, supportsSecureCoding(),
         [](platform::Coder& coder) -> platform::ObjectRef { return initWithCoder(coder); });
-    return instance;
+    return *instance;
 }
 
 void LMBroadcastConfiguration::encodeWithCoder(platform::Coder& coder) const

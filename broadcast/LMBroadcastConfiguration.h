@@ -20,7 +20,10 @@ namespace lumora {
 ///
 /// Decoding is secure: "clipDuration" must hold a number and
 /// "videoCompressionProperties" a dictionary, or the unarchiver refuses the
-/// archive. Not thread-safe (plain, non-atomic properties).
+/// archive; the archive itself is read within the limits of
+/// `platform::KeyedUnarchiver` (objects nested at most
+/// `KeyedUnarchiver::MaximumDepth` deep). Not thread-safe (plain, non-atomic
+/// properties).
 class LMBroadcastConfiguration final : public platform::Object, public platform::SecureCoding {
 public:
     /// A configuration with `clipDuration` 0.0 and no compression properties.
@@ -39,7 +42,11 @@ public:
 
     /// Duration of one movie clip that the service cuts the broadcast into.
     [[nodiscard]] double clipDuration() const { return clipDuration_; }
-    /// Sets the duration of one movie clip, in seconds.
+    /// Sets the duration of one movie clip, in seconds. The recording service
+    /// holds it between 0.5 and 600 seconds; zero (the initial value), a
+    /// negative duration or not a number leaves its default, 5 seconds.
+    /// (On the simulated device: `SimulatedRecordingService::MinimumClipDuration`,
+    /// `MaximumClipDuration` and `DefaultClipDuration`.)
     void setClipDuration(double clipDuration) { clipDuration_ = clipDuration; }
 
     /// Video encoder settings for the service; may be absent. The setter keeps

@@ -35,8 +35,10 @@ platform::ExtensionItemRef labelledItem(std::string_view label, platform::Value 
 
 const LMPreviewViewController::Class& LMPreviewViewController::defaultClass()
 {
-    static const Class previewClass;
-    return previewClass;
+    // Never destroyed: the platform's threads may still ask it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const previewClass = new const Class();
+    return *previewClass;
 }
 
 void LMPreviewViewController::Class::loadPreviewViewControllerWithMovieURL_completion(

@@ -30,8 +30,10 @@ std::shared_ptr<platform::Interface> LMVideoEditorExtensionHostContext::Class::e
 
 const LMVideoEditorExtensionHostContext::Class& LMVideoEditorExtensionHostContext::defaultClass()
 {
-    static const Class editorContextClass;
-    return editorContextClass;
+    // Never destroyed: the platform's threads may still ask it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const editorContextClass = new const Class();
+    return *editorContextClass;
 }
 
 void LMVideoEditorExtensionHostContext::extensionDidFinishWithActivityTypes(

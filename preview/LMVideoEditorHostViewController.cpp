@@ -25,8 +25,10 @@ std::shared_ptr<platform::Interface> LMVideoEditorHostViewController::Class::exp
 
 const LMVideoEditorHostViewController::Class& LMVideoEditorHostViewController::defaultClass()
 {
-    static const Class editorHostClass;
-    return editorHostClass;
+    // Never destroyed: the platform's threads may still ask it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const editorHostClass = new const Class();
+    return *editorHostClass;
 }
 
 void LMVideoEditorHostViewController::extensionDidFinishWithActivityTypes(const std::vector<std::string>& activityTypes)

@@ -15,10 +15,13 @@ constexpr std::string_view kStringTable = "Localizable";
 std::shared_ptr<Bundle> LMExtensions::_lmFrameworkBundle()
 {
     static std::once_flag once;
-    static std::shared_ptr<Bundle> framework;
-    std::call_once(once,
-        [] { framework = Bundle::bundleWithURL(platform::URL::fileURLWithPath(std::string(FrameworkBundlePath))); });
-    return framework;
+    // Never destroyed (a deliberately leaked shared_ptr): other threads may still read it while the process exits.
+    static const std::shared_ptr<Bundle>* framework = nullptr;
+    std::call_once(once, [] {
+        framework = new const std::shared_ptr<Bundle>( // NOLINT(cppcoreguidelines-owning-memory)
+            Bundle::bundleWithURL(platform::URL::fileURLWithPath(std::string(FrameworkBundlePath))));
+    });
+    return *framework;
 }
 
 std::string LMExtensions::_lmLocalizedAppName(const Bundle& bundle)

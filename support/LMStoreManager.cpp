@@ -48,9 +48,13 @@ std::optional<std::vector<std::string>> genreNames(const StoreLookupItem* item)
 std::shared_ptr<LMStoreManager> LMStoreManager::sharedManager()
 {
     static std::once_flag once;
-    static std::shared_ptr<LMStoreManager> manager;
-    std::call_once(once, [] { manager = std::make_shared<LMStoreManager>(); });
-    return manager;
+    // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
+    static const std::shared_ptr<LMStoreManager>* manager = nullptr;
+    std::call_once(once, [] {
+        manager = new const std::shared_ptr<LMStoreManager>(
+            std::make_shared<LMStoreManager>()); // NOLINT(cppcoreguidelines-owning-memory)
+    });
+    return *manager;
 }
 
 void LMStoreManager::loadItemDetailsForBundleIdentifier_completionHandler(

@@ -27,7 +27,11 @@ namespace lumora {
 /// A malformed payload (a value of the wrong type, a timing record shorter
 /// than 72 bytes, empty audio data, a sample count that does not fit the
 /// data, a list inside a list) is logged at error level and skipped; the
-/// payloads around it are processed as usual. An item without attachments is
+/// payloads around it are processed as usual. Payloads thus nest one level
+/// at most: an item holds a payload or one list of payloads, and a payload
+/// is read only for its own keys. Bytes from another process reach the
+/// handler already read as a property list (`PropertyList`, at most
+/// `PropertyList::MaximumDepth` levels deep). An item without attachments is
 /// logged and skipped and, like an item whose attachment holds no data, never
 /// counts toward completion.
 class LMBroadcastSampleHandler : public LMBroadcastHandler {

@@ -2,6 +2,7 @@
 // the installed framework. Exits 0 when the recording started and the recorder
 // handed back a movie.
 #include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Log.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/ui/ViewController.h"
 #include "platform/ui/Window.h"
@@ -17,6 +18,8 @@ int main()
 {
     using namespace lumora;
 
+    // The framework's log lines, failures included, reach standard error only when asked.
+    platform::Log::setEchoToStandardError(true);
     auto& device = platform::host::SimulatedDevice::shared();
     device.mountDirectory(std::string(LMExtensions::FrameworkBundlePath), LUMORA_FRAMEWORK_BUNDLE_DIR);
 
@@ -41,6 +44,12 @@ int main()
         });
     if (!platform::MainQueue::runUntil([&] { return stopped; }) || !movie || recorder->isRecording()) {
         std::puts("lumora_consumer: the recording did not stop with a movie");
+        return 1;
+    }
+    // Whatever the device still has on its way (the service's last messages,
+    // work on its threads) lands before the program reads results or exits.
+    if (!device.drain()) {
+        std::puts("lumora_consumer: the device did not fall idle");
         return 1;
     }
     std::printf("lumora_consumer: recorded %s\n", movie->path().c_str());

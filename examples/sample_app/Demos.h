@@ -6,12 +6,13 @@ namespace lumora::sample {
 /// application part (calls to Lumora and the platform only, ready to copy into
 /// an app) is in app/<Flow>App; what the simulated device is told to do (the
 /// user, the recording service, the extensions) and the run<Flow>Demo() that
-/// ties the two together are in device/<Flow>Demo.cpp. The upload flow's
-/// application part is the sample upload extension in examples/extensions/upload.
+/// ties the two together are in device/<Flow>Demo.cpp. The broadcast picker
+/// flow also goes live: the device's recording service runs the sample
+/// services' upload extensions (examples/extensions/upload/LiveAudioUploadHandler
+/// and LiveClipUploadHandler), as it runs any upload extension.
 void runServiceBoundaryDemo();
 void runRecordingDemo();
 void runPreviewDemo();
-void runUploadDemo();
 void runSupportServicesDemo();
 void runBroadcastControllerDemo();
 void runWidgetsDemo();

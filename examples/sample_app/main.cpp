@@ -1,4 +1,5 @@
 #include "platform/foundation/Log.h"
+#include "platform/host/device/SimulatedDevice.h"
 #include "sample_app/Demos.h"
 #include "sample_app/device/SampleDevice.h"
 
@@ -15,10 +16,11 @@ int main()
     lumora::sample::runServiceBoundaryDemo();
     lumora::sample::runRecordingDemo();
     lumora::sample::runPreviewDemo();
-    lumora::sample::runUploadDemo();
     lumora::sample::runSupportServicesDemo();
     lumora::sample::runBroadcastControllerDemo();
     lumora::sample::runWidgetsDemo();
     lumora::sample::runBroadcastPickerDemo();
+    // Whatever the device still has on its way lands before the app exits.
+    lumora::platform::host::SimulatedDevice::shared().drain();
     return 0;
 }

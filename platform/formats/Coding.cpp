@@ -29,46 +29,56 @@ CodingClass::CodingClass(
       }())
 { }
 
+// The coding classes of values are never destroyed: archives may still be
+// decoded on other threads while the process exits.
+
 const CodingClass& CodingClass::number()
 {
-    static const CodingClass instance = valueClass("NSNumber", { "NSValue" });
-    return instance;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const CodingClass(valueClass("NSNumber", { "NSValue" }));
+    return *instance;
 }
 
 const CodingClass& CodingClass::string()
 {
-    static const CodingClass instance = valueClass("NSString", {});
-    return instance;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const CodingClass(valueClass("NSString", {}));
+    return *instance;
 }
 
 const CodingClass& CodingClass::data()
 {
-    static const CodingClass instance = valueClass("NSData", {});
-    return instance;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const CodingClass(valueClass("NSData", {}));
+    return *instance;
 }
 
 const CodingClass& CodingClass::date()
 {
-    static const CodingClass instance = valueClass("NSDate", {});
-    return instance;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const CodingClass(valueClass("NSDate", {}));
+    return *instance;
 }
 
 const CodingClass& CodingClass::array()
 {
-    static const CodingClass instance = valueClass("NSArray", {});
-    return instance;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const CodingClass(valueClass("NSArray", {}));
+    return *instance;
 }
 
 const CodingClass& CodingClass::dictionary()
 {
-    static const CodingClass instance = valueClass("NSDictionary", {});
-    return instance;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const CodingClass(valueClass("NSDictionary", {}));
+    return *instance;
 }
 
 const CodingClass& CodingClass::url()
 {
-    static const CodingClass instance = valueClass("NSURL", {});
-    return instance;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const CodingClass(valueClass("NSURL", {}));
+    return *instance;
 }
 
 ErrorRef CoderError::make(std::int64_t code, std::string debugDescription)

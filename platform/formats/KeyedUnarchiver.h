@@ -27,7 +27,10 @@ namespace lumora::platform {
 /// referenced more than once is decoded once.
 class KeyedUnarchiver final : public Coder {
 public:
-    /// The deepest nesting of objects an archive may hold.
+    /// The deepest nesting of objects an archive may hold (an archive is a
+    /// binary property list, so its own nesting is bounded by
+    /// `PropertyList::MaximumDepth` before any object is decoded). The
+    /// archiver refuses to write deeper.
     static constexpr std::size_t MaximumDepth = 256;
 
     /// The root object of the archive `data` if its class is one of `classes`;

@@ -28,7 +28,7 @@ constexpr double kPlistEpochOffset = 978307200.0;
 
 // Containers nested deeper than this are refused: real property lists stay
 // far below it, and every reader of the result may walk it recursively.
-constexpr int kMaxDepth = 512;
+constexpr int kMaxDepth = PropertyList::MaximumDepth;
 
 // The containers a value holds, looked at without taking a reference.
 const Array* arrayOf(const Value& value)
@@ -267,9 +267,12 @@ private:
 
     const Value& failedObject()
     {
-        static const Value none;
+        // Never destroyed, like every value a reader on another thread may
+        // still hand out while the process exits.
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        static const auto* const none = new const Value();
         failed_ = true;
-        return none;
+        return *none;
     }
 
     // Counts a string copied into a container; false once the copies exceed
@@ -755,7 +758,7 @@ private:
 };
 
 // Objects the XML form of a value may hold.
-constexpr std::uint64_t kMaxXMLObjects = std::uint64_t { 1 } << 20U;
+constexpr std::uint64_t kMaxXMLObjects = PropertyList::MaximumXMLObjects;
 
 // How many objects the XML form of `value` holds, counting each shared
 // container once per reference; it stops growing past kMaxXMLObjects.
@@ -835,15 +838,16 @@ Value PropertyList::uidValue(std::uint64_t uid)
     // Archives refer to their first few hundred objects over and over: those
     // UIDs are made once and shared (a container is immutable once shared).
     constexpr std::uint64_t kShared = 512;
-    static const std::vector<Value> shared = [] {
-        std::vector<Value> values;
-        values.reserve(kShared);
+    // Never destroyed: archives may still be written on other threads while the process exits.
+    static const auto* const shared = [] {
+        auto* values = new std::vector<Value>(); // NOLINT(cppcoreguidelines-owning-memory)
+        values->reserve(kShared);
         for (std::uint64_t each = 0; each < kShared; ++each) {
-            values.push_back(makeUIDValue(each));
+            values->push_back(makeUIDValue(each));
         }
         return values;
     }();
-    return uid < kShared ? shared[uid] : makeUIDValue(uid);
+    return uid < kShared ? (*shared)[uid] : makeUIDValue(uid);
 }
 
 std::optional<std::uint64_t> PropertyList::uidFromValue(const Value& value)

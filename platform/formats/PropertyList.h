@@ -17,10 +17,23 @@ namespace lumora::platform {
 /// A UID (the object reference of keyed archives) reads as a dictionary whose
 /// only key is "CF$UID" with a non-negative integer, as in the XML form of a
 /// property list, and such a dictionary is written back as a UID.
+///
+/// Both readers treat their input as hostile. Arrays and dictionaries nested
+/// deeper than `MaximumDepth` make a list unreadable, in either form (the
+/// XML form is measured before it is parsed); so do broken offset tables,
+/// references outside the file or back to a container being read, and dates
+/// beyond what the writer can express. The XML writer refuses a value whose
+/// image would hold more than `MaximumXMLObjects` objects.
 class PropertyList {
 public:
     /// The two encodings of a property list.
     enum class Format : std::uint8_t { XML, Binary };
+
+    /// The deepest nesting of arrays and dictionaries a list may hold.
+    static constexpr int MaximumDepth = 512;
+    /// The most objects the XML image of one value may hold (shared
+    /// containers counted at each place they appear).
+    static constexpr std::uint64_t MaximumXMLObjects = std::uint64_t { 1 } << 20U;
 
     /// The only key of a dictionary that stands for a UID.
     static constexpr std::string_view UIDKey = "CF$UID";
@@ -30,10 +43,11 @@ public:
     static std::optional<std::uint64_t> uidFromValue(const Value& value);
 
     /// Parses an XML or binary property list; nullopt when `data` is not one,
-    /// or is a binary one with a NUL character inside a string.
+    /// nests deeper than `MaximumDepth`, or is a binary one with a NUL
+    /// character inside a string.
     static std::optional<Value> valueFromData(const Data& data);
     /// The image of `value`; nullopt when it holds something without a
-    /// property-list form.
+    /// property-list form, or (XML) more than `MaximumXMLObjects` objects.
     static std::optional<Data> dataFromValue(const Value& value, Format format);
 
     /// Reads a property-list file; nullopt when the file is missing or unreadable.

@@ -84,8 +84,11 @@ void Invocation::invoke()
 
 const ObjectRef& Invocation::nullPlaceholder()
 {
-    static const ObjectRef placeholder = std::make_shared<NullPlaceholder>();
-    return placeholder;
+    // Never destroyed: connection threads may still release invocations
+    // that point at it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const placeholder = new const ObjectRef(std::make_shared<NullPlaceholder>());
+    return *placeholder;
 }
 
 } // namespace lumora::platform

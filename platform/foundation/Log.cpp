@@ -20,10 +20,13 @@ struct Observers {
     std::list<std::shared_ptr<Log::Observer>> list;
 };
 
+// The observers and the echo are never destroyed: other threads may still
+// log while the process exits.
 Observers& observers()
 {
-    static Observers instance;
-    return instance;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* instance = new Observers();
+    return *instance;
 }
 
 std::atomic<bool>& echoFlag()
@@ -34,8 +37,9 @@ std::atomic<bool>& echoFlag()
 
 spdlog::logger& echoLogger()
 {
-    static const std::shared_ptr<spdlog::logger> logger = [] {
-        auto made = std::make_shared<spdlog::logger>("lumora", std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
+    static auto* const logger = [] {
+        auto* made = new spdlog::logger( // NOLINT(cppcoreguidelines-owning-memory)
+            "lumora", std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
         made->set_pattern("%H:%M:%S.%e %^%l%$ %v");
         made->set_level(spdlog::level::trace);
         return made;

@@ -108,7 +108,9 @@ public:
     /// Adds `observer`, which sees every entry from then on.
     [[nodiscard]] static std::shared_ptr<void> addObserver(Observer observer);
 
-    /// Whether entries are also printed to standard error.
+    /// Whether entries are also printed to standard error. Off until a
+    /// program turns it on: without it no entry, failures included, reaches
+    /// standard error (observers hear every entry either way).
     static void setEchoToStandardError(bool echo);
 };
 

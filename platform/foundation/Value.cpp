@@ -163,9 +163,11 @@ bool operator==(const Value& lhs, const Value& rhs)
 
 const Value& Dictionary::valueForKey(std::string_view key) const
 {
-    static const Value missing;
+    // Never destroyed: dictionaries may still be read on other threads while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const missing = new const Value();
     const auto found = find(key);
-    return found == end() ? missing : found->second;
+    return found == end() ? *missing : found->second;
 }
 
 } // namespace lumora::platform

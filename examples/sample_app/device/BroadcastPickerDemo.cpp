@@ -16,7 +16,6 @@
 #include "sample_app/app/Narration.h"
 #include "sample_app/device/SampleDevice.h"
 
-#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
@@ -70,14 +69,6 @@ void installShareExtension(const std::string& identifier, bool streams)
     SimulatedDevice::shared().extensions().installExtension(identifier, attributes, nullptr);
 }
 
-// Waits until everything the service sent on its connection so far has been delivered.
-void waitForServiceConnection()
-{
-    auto delivered = std::make_shared<std::atomic<bool>>(false);
-    SimulatedDevice::shared().recordingService().clientConnection()->queue().async([delivered] { *delivered = true; });
-    platform::MainQueue::runUntil([delivered] { return delivered->load(); }, std::chrono::seconds(5));
-}
-
 // Runs the MainQueue until `condition` holds (at most five seconds).
 bool waitUntil(const std::function<bool()>& condition)
 {
@@ -96,14 +87,13 @@ void letBroadcastRun(double seconds)
     }
 }
 
-// Waits until the upload extension has answered every request so far and
-// what the service passed on to the app has arrived.
+// Lets everything the device has on its way land: the upload extension's
+// replies to every request so far and what the service passed on to the app.
 void waitForUploadReplies()
 {
-    if (!SimulatedDevice::shared().recordingService().waitForUploadRequests(std::chrono::seconds(5))) {
+    if (!SimulatedDevice::shared().drain()) {
         say("The upload extension did not answer in time");
     }
-    waitForServiceConnection();
 }
 
 // The user chooses `setupExtension` in the picker; the broadcast controller

@@ -1,5 +1,6 @@
 #include "platform/host/device/SimulatedDevice.h"
 
+#include "platform/foundation/DispatchQueue.h"
 #include "platform/host/device/SimulatedApplication.h"
 #include "platform/host/device/SimulatedDisplay.h"
 #include "platform/host/device/SimulatedFileSystem.h"
@@ -8,6 +9,7 @@
 #include "platform/host/device/SimulatedScreens.h"
 #include "platform/host/device/SimulatedTouchScreen.h"
 #include "platform/host/foundation/HostClock.h"
+#include "platform/host/foundation/PlatformThreads.h"
 #include "platform/host/services/SimulatedBroadcastPicker.h"
 #include "platform/host/services/SimulatedExtensions.h"
 #include "platform/host/services/SimulatedMedia.h"
@@ -18,8 +20,9 @@
 namespace lumora::platform::host {
 
 // The device and its roles are never destroyed: platform threads may still
-// deliver into them while the process exits. The photo library is the one
-// exception, since it removes its own folder at exit.
+// deliver into them while the process exits. (The photo library's folder and
+// the recording service's movies folder are removed at exit by small objects
+// of their own, which no other thread touches.)
 SimulatedDevice& SimulatedDevice::shared()
 {
     // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
@@ -60,6 +63,27 @@ void SimulatedDevice::reset()
     touchScreen().reset();
 }
 
+bool SimulatedDevice::drain(std::chrono::milliseconds timeout)
+{
+    // Every queue of the platform (the service's upload queue, connection
+    // queues, encoding, extension deliveries) counts its tasks as platform
+    // work until they have run. A task may wait for the MainQueue, and a
+    // MainQueue task may queue more work, so the two are drained in turn
+    // until a round finds both idle.
+    using std::chrono::steady_clock;
+    const auto deadline = steady_clock::now() + timeout;
+    const auto idle = [] { return waitForPlatformThreadsIdle(std::chrono::milliseconds(0)); };
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady_clock::now());
+        if (left.count() < 0 || !MainQueue::runUntil(idle, left)) {
+            return false;
+        }
+        if (MainQueue::drain() == 0 && idle()) {
+            return true;
+        }
+    }
+}
+
 SimulatedBroadcastPicker& SimulatedDevice::broadcastPicker()
 {
     // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
@@ -97,8 +121,9 @@ SimulatedExtensions& SimulatedDevice::extensions()
 
 SimulatedPhotoLibrary& SimulatedDevice::photoLibrary()
 {
-    static SimulatedPhotoLibrary library;
-    return library;
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* library = new SimulatedPhotoLibrary;
+    return *library;
 }
 
 SimulatedRestrictions& SimulatedDevice::restrictions()

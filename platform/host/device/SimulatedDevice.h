@@ -3,6 +3,7 @@
 #include "platform/foundation/Date.h"
 #include "platform/system/Bundle.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -43,6 +44,21 @@ public:
     /// mounted, English as the only language, the clock running in real time
     /// with no timer pending.
     void reset();
+
+    /// Awaits everything the device has set in motion that must land before
+    /// a program reads its results or returns from main: the recording
+    /// service's upload requests and the replies it passes on, messages on
+    /// the connections (the service's calls into the application), the
+    /// platform's threads and queues, and the MainQueue deliveries they make,
+    /// which it runs. It returns once one round finds nothing left, or false
+    /// when work is still going after `timeout`.
+    ///
+    /// Call it on the thread that drains the MainQueue (the main thread). It
+    /// neither moves a held clock nor waits for timers: what a timer starts
+    /// after the call is not awaited. Without it, a service's last messages
+    /// (its final service information, for one) may still be on their way
+    /// when the program looks or exits, and never arrive.
+    bool drain(std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
     // ---- File system -----------------------------------------------------------
     /// Makes the device path `devicePath` (and everything below it) name the

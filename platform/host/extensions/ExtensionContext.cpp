@@ -7,8 +7,10 @@ namespace lumora::platform {
 
 const ExtensionContext::Class& ExtensionContext::defaultClass()
 {
-    static const Class plain;
-    return plain;
+    // Never destroyed: requests on platform threads may still ask it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const plain = new const Class();
+    return *plain;
 }
 
 ExtensionContext::ExtensionContext(ExtensionItems inputItems, OutcomeHandler onEnd)

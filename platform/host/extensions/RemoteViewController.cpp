@@ -4,8 +4,10 @@ namespace lumora::platform {
 
 const RemoteViewController::Class& RemoteViewController::defaultClass()
 {
-    static const Class plain;
-    return plain;
+    // Never destroyed: requests on platform threads may still ask it while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const plain = new const Class();
+    return *plain;
 }
 
 void RemoteViewController::connectToService(

@@ -216,9 +216,12 @@ DispatchQueue& DispatchQueue::main() // NOLINT(bugprone-exception-escape)
 
 DispatchQueue& DispatchQueue::global(Priority priority)
 {
-    static ConcurrentQueue defaultQueue("com.lumora.platform.global-default");
-    static ConcurrentQueue backgroundQueue("com.lumora.platform.global-background");
-    return priority == Priority::Background ? backgroundQueue : defaultQueue;
+    // Never destroyed, like the pool they run on: their tasks may still run while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* defaultQueue = new ConcurrentQueue("com.lumora.platform.global-default");
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* backgroundQueue = new ConcurrentQueue("com.lumora.platform.global-background");
+    return priority == Priority::Background ? *backgroundQueue : *defaultQueue;
 }
 
 std::shared_ptr<DispatchQueue> DispatchQueue::makeSerial(std::string label)

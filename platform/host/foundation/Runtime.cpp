@@ -13,8 +13,11 @@ struct Registry {
 
 Registry& registry()
 {
-    static Registry shared;
-    return shared;
+    // Never destroyed: extension requests on other threads may still look up
+    // classes while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* shared = new Registry();
+    return *shared;
 }
 } // namespace
 

@@ -131,8 +131,10 @@ struct LayerAnimations::Block {
 
 LayerAnimations& LayerAnimations::shared()
 {
-    static LayerAnimations animations;
-    return animations;
+    // Never destroyed, like the device whose display it animates.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* animations = new LayerAnimations();
+    return *animations;
 }
 
 void LayerAnimations::beginBlock(

@@ -11,9 +11,13 @@ namespace lumora::platform {
 std::shared_ptr<AudioSession> AudioSession::sharedInstance()
 {
     static std::once_flag once;
-    static std::shared_ptr<AudioSession> shared;
-    std::call_once(once, [] { shared = std::make_shared<AudioSession>(); });
-    return shared;
+    // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
+    static const std::shared_ptr<AudioSession>* shared = nullptr;
+    std::call_once(once, [] {
+        shared = new const std::shared_ptr<AudioSession>(
+            std::make_shared<AudioSession>()); // NOLINT(cppcoreguidelines-owning-memory)
+    });
+    return *shared;
 }
 
 std::string AudioSession::category() const

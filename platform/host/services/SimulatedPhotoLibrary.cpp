@@ -17,15 +17,27 @@ ErrorRef photoLibraryError(std::int64_t code)
 {
     return Error::errorWithDomain(std::string(PhotoLibrary::ErrorDomain), code);
 }
-} // namespace
 
-SimulatedPhotoLibrary::~SimulatedPhotoLibrary()
-{
-    if (!ownDirectory_.empty()) {
+// Removes a folder, and everything in it, when the process ends. It keeps a
+// path of its own: the library itself is never destroyed, since a save may
+// still be going on a platform thread while the process exits.
+class FolderRemovalAtExit {
+public:
+    explicit FolderRemovalAtExit(std::string path) : path_(std::move(path)) { }
+    ~FolderRemovalAtExit()
+    {
         std::error_code ignored;
-        fs::remove_all(ownDirectory_, ignored);
+        fs::remove_all(path_, ignored);
     }
-}
+    FolderRemovalAtExit(const FolderRemovalAtExit&) = delete;
+    FolderRemovalAtExit& operator=(const FolderRemovalAtExit&) = delete;
+    FolderRemovalAtExit(FolderRemovalAtExit&&) = delete;
+    FolderRemovalAtExit& operator=(FolderRemovalAtExit&&) = delete;
+
+private:
+    std::string path_;
+};
+} // namespace
 
 void SimulatedPhotoLibrary::reset()
 {
@@ -52,6 +64,8 @@ std::string SimulatedPhotoLibrary::directoryLocked() const
     }
     if (ownDirectory_.empty()) {
         ownDirectory_ = (fs::temp_directory_path() / fmt::format("lumora-photo-library-{}", ::getpid())).string();
+        // The library's own folder is named once per process.
+        static const FolderRemovalAtExit removal(ownDirectory_);
     }
     return ownDirectory_;
 }

@@ -18,8 +18,6 @@ namespace lumora::platform::host {
 /// and removed with everything in it when the process ends.
 class SimulatedPhotoLibrary : private platform::Noncopyable {
 public:
-    ~SimulatedPhotoLibrary();
-
     /// Forgets every saved movie (deleting the copies), lets saves succeed and
     /// goes back to the library's own folder.
     void reset();

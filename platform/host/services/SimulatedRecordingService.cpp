@@ -128,7 +128,9 @@ public:
 
 const CodingClass& receivedConfigurationClass()
 {
-    static const CodingClass instance(std::string(kConfigurationClassName),
+    // Never destroyed: replies are read on the upload queue, which may still run while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+    static const auto* const instance = new const CodingClass(std::string(kConfigurationClassName),
         { std::string(kConfigurationClassName), std::string(CodingClass::RootClassName) }, true,
         [](Coder& coder) -> ObjectRef {
             auto configuration = std::make_shared<ReceivedConfiguration>();
@@ -136,7 +138,7 @@ const CodingClass& receivedConfigurationClass()
                 = coder.decodeObjectOfClass_forKey(CodingClass::number(), kClipDurationKey).doubleValue();
             return configuration;
         });
-    return instance;
+    return *instance;
 }
 
 // The clip duration an archived configuration asks for, within the bounds the
@@ -608,7 +610,7 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
         }
         const ExtensionRequest request(items);
         request.beginWithHandler(handler);
-        const auto outcome = request.waitForOutcome();
+        const auto outcome = request.waitForOutcome(UploadRequestTimeout);
         if (!outcome) {
             Log::error("Recording service: the upload extension did not complete its request");
             return;

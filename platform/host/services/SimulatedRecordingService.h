@@ -38,6 +38,12 @@ namespace lumora::platform::host {
 /// `PayloadInterval` seconds of the device clock, the pause and resume of
 /// the recording, and the finish when it stops.
 ///
+/// Each upload request waits at most `UploadRequestTimeout` for the extension
+/// to complete or cancel it: wall-clock time, not the device clock, so a held
+/// clock does not stretch it. A request left unanswered that long is logged
+/// ("the upload extension did not complete its request"), its reply is never
+/// read, and the next request goes on.
+///
 /// A movie-clip extension gets the broadcast cut into clips of the chosen
 /// configuration's clip duration (`DefaultClipDuration` when it gives none
 /// that can be used; durations are clamped to `MinimumClipDuration` and
@@ -69,8 +75,11 @@ public:
     /// Seconds of audio in one payload, and between two of them.
     static constexpr double PayloadInterval = 0.1;
     static constexpr std::int64_t AudioSampleRate = 44100;
+    /// How long an upload request waits for the extension's answer (wall clock).
+    static constexpr std::chrono::seconds UploadRequestTimeout { 5 };
     /// Seconds of one movie clip when the configuration gives no usable duration
-    /// (none, zero, negative or not a number), and the bounds of a usable one.
+    /// (none, zero, negative or not a number), and the bounds a usable one is
+    /// held within (a configuration the extension returns too).
     static constexpr double DefaultClipDuration = 5.0;
     static constexpr double MinimumClipDuration = 0.5;
     static constexpr double MaximumClipDuration = 600.0;

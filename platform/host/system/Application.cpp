@@ -11,9 +11,13 @@ namespace lumora::platform {
 std::shared_ptr<Application> Application::sharedApplication()
 {
     static std::once_flag once;
-    static std::shared_ptr<Application> shared;
-    std::call_once(once, [] { shared = std::make_shared<Application>(); });
-    return shared;
+    // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
+    static const std::shared_ptr<Application>* shared = nullptr;
+    std::call_once(once, [] {
+        shared = new const std::shared_ptr<Application>(
+            std::make_shared<Application>()); // NOLINT(cppcoreguidelines-owning-memory)
+    });
+    return *shared;
 }
 
 std::vector<std::shared_ptr<Window>> Application::windows() const

@@ -10,9 +10,13 @@ namespace lumora::platform {
 std::shared_ptr<Device> Device::currentDevice()
 {
     static std::once_flag once;
-    static std::shared_ptr<Device> shared;
-    std::call_once(once, [] { shared = std::make_shared<Device>(); });
-    return shared;
+    // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
+    static const std::shared_ptr<Device>* shared = nullptr;
+    std::call_once(once, [] {
+        shared
+            = new const std::shared_ptr<Device>(std::make_shared<Device>()); // NOLINT(cppcoreguidelines-owning-memory)
+    });
+    return *shared;
 }
 
 DeviceOrientation Device::orientation() const

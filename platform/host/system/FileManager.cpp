@@ -194,9 +194,13 @@ int moveEntry(const std::string& source, const std::string& destination)
 std::shared_ptr<FileManager> FileManager::defaultManager()
 {
     static std::once_flag once;
-    static std::shared_ptr<FileManager> manager;
-    std::call_once(once, [] { manager = std::make_shared<FileManager>(); });
-    return manager;
+    // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
+    static const std::shared_ptr<FileManager>* manager = nullptr;
+    std::call_once(once, [] {
+        manager = new const std::shared_ptr<FileManager>(
+            std::make_shared<FileManager>()); // NOLINT(cppcoreguidelines-owning-memory)
+    });
+    return *manager;
 }
 
 bool FileManager::fileExistsAtPath(const std::string& path) const

@@ -29,8 +29,10 @@ NotificationCenter::~NotificationCenter() = default;
 
 NotificationCenter& NotificationCenter::defaultCenter()
 {
-    static NotificationCenter center;
-    return center;
+    // Never destroyed: notifications may still be posted from other threads while the process exits.
+    // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
+    static auto* center = new NotificationCenter();
+    return *center;
 }
 
 void NotificationCenter::addObserver(const std::shared_ptr<Object>& observer, std::string name, Handler handler)
