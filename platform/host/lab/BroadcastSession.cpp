@@ -144,14 +144,7 @@ ErrorRef BroadcastSession::finish()
 
 bool BroadcastSession::waitForDeliveries(std::chrono::milliseconds timeout)
 {
-    auto& device = SimulatedDevice::shared();
-    if (!device.recordingService().waitForUploadRequests(timeout)) {
-        return false;
-    }
-    // What the service sent the application crosses its connection's queue.
-    auto delivered = std::make_shared<std::atomic<bool>>(false);
-    device.recordingService().clientConnection()->queue().async([delivered] { delivered->store(true); });
-    return MainQueue::runUntil([delivered] { return delivered->load(); }, timeout);
+    return SimulatedDevice::shared().drain(timeout);
 }
 
 ErrorRef BroadcastSession::answer(const std::function<void(LMBroadcastController::ErrorHandler)>& step)
