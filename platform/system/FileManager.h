@@ -95,6 +95,9 @@ public:
     [[nodiscard]] virtual std::optional<std::vector<std::string>> contentsOfDirectoryAtPath_error(
         const std::string& path, ErrorRef* error) const;
 
+    /// The bytes of the file at `path`; nullopt when it cannot be read.
+    [[nodiscard]] virtual std::optional<Data> contentsAtPath(const std::string& path) const;
+
     /// The attributes of the entry at `path` (keys above); null on failure.
     [[nodiscard]] virtual DictionaryRef attributesOfItemAtPath_error(const std::string& path, ErrorRef* error) const;
 

@@ -8,6 +8,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <string_view>
 #include <sys/stat.h>
@@ -225,6 +227,19 @@ std::optional<std::vector<std::string>> FileManager::contentsOfDirectoryAtPath_e
     }
     ::closedir(directory);
     return names;
+}
+
+std::optional<Data> FileManager::contentsAtPath(const std::string& path) const
+{
+    std::ifstream file(hostPath(path), std::ios::binary);
+    if (!file) {
+        return std::nullopt;
+    }
+    std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (file.bad()) {
+        return std::nullopt;
+    }
+    return Data(std::move(bytes));
 }
 
 DictionaryRef FileManager::attributesOfItemAtPath_error(const std::string& path, ErrorRef* error) const
