@@ -189,8 +189,8 @@ void BM_BroadcastLatency(benchmark::State& state)
         (*attributes)[std::string(platform::host::SimulatedBroadcastPicker::UploadExtensionAttribute)]
             = kUploadExtension;
         const sample::StreamerIngest ingest { url, server->statisticsURL(), clipDuration };
-        device.extensions().installExtension(kSetupExtension, attributes,
-            [ingest](const platform::host::ExtensionRequestSide& side) {
+        device.extensions().installExtension(
+            kSetupExtension, attributes, [ingest](const platform::host::ExtensionRequestSide& side) {
                 return sample::startStreamerSetup(side.context, ingest);
             });
         const auto upload = std::make_shared<sample::LiveClipUpload>();
@@ -211,7 +211,10 @@ void BM_BroadcastLatency(benchmark::State& state)
                 }
             });
         // The viewer asks to play first, so that it sees the stream from its start.
-        pump([&server] { return sample::IngestStatistics::viewersOfStream(server->statisticsURL(), "latency", 1s) == 1; },
+        pump(
+            [&server] {
+                return sample::IngestStatistics::viewersOfStream(server->statisticsURL(), "latency", 1s) == 1;
+            },
             5s);
 
         std::shared_ptr<LMBroadcastActivityViewController> picker;

@@ -13,9 +13,9 @@
 #include "platform/ui/View.h"
 #include "recording/LMDaemonProxy.h"
 #include "recording/LumoraErrors.h"
-#include "upload/LMBroadcastExtensionKeys.h"
 #include "tests/harness/MovieProbe.h"
 #include "tests/recording/RecorderFixture.h"
+#include "upload/LMBroadcastExtensionKeys.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -60,8 +60,9 @@ bool loggedError(const LogCapture& log, std::string_view prefix)
 }
 
 // Tight limits, so that a fault costs the suite about a second.
-constexpr RtmpPublisher::Limits kLimits { .attemptTimeout = 600ms, .attempts = 2, .retryPause = 100ms,
-    .clipTimeLimit = 2500ms };
+constexpr RtmpPublisher::Limits kLimits {
+    .attemptTimeout = 600ms, .attempts = 2, .retryPause = 100ms, .clipTimeLimit = 2500ms
+};
 
 /// What a viewer saw: the colour at the centre of each picture, by stream time.
 class SeenColours {
@@ -168,8 +169,8 @@ protected:
         (*attributes)[std::string(platform::Extension::PointIdentifierAttribute)]
             = std::string(SimulatedBroadcastPicker::SetupExtensionPoint);
         (*attributes)[std::string(SimulatedBroadcastPicker::UploadExtensionAttribute)] = kUploadExtension;
-        device().extensions().installExtension(kSetupExtension, attributes,
-            [ingest](const platform::host::ExtensionRequestSide& side) {
+        device().extensions().installExtension(
+            kSetupExtension, attributes, [ingest](const platform::host::ExtensionRequestSide& side) {
                 return sample::startStreamerSetup(side.context, ingest);
             });
         service().installUploadExtension(kUploadExtension, SimulatedRecordingService::UploadKind::MovieClip,
@@ -251,7 +252,8 @@ protected:
         EXPECT_EQ(error->domain(), LMRecordingErrorDomain);
         EXPECT_EQ(error->code(), -5804);
         EXPECT_EQ(error->localizedDescription(), LumoraErrors::messageForCode(-5804));
-        const auto underlying = error->userInfo()->valueForKey(platform::Error::UnderlyingErrorKey).objectAs<platform::Error>();
+        const auto underlying
+            = error->userInfo()->valueForKey(platform::Error::UnderlyingErrorKey).objectAs<platform::Error>();
         ASSERT_NE(underlying, nullptr);
         EXPECT_EQ(underlying->domain(), LiveClipUploadHandler::ErrorDomain);
     }
@@ -268,9 +270,8 @@ protected:
 TEST_F(LiveIngestTest, AViewerSeesWhatTheAppDrewAsOneStreamWithoutGaps)
 {
     auto colours = std::make_shared<SeenColours>();
-    StreamViewer viewer(streamURL, {}, [colours](const platform::host::Bitmap& picture, double time) {
-        colours->add(picture, time);
-    });
+    StreamViewer viewer(
+        streamURL, {}, [colours](const platform::host::Bitmap& picture, double time) { colours->add(picture, time); });
     ASSERT_TRUE(waitForViewers(1));
     const auto controller = goLive();
     ASSERT_NE(controller, nullptr);
@@ -427,8 +428,8 @@ ExtensionRequest::Outcome publishOneClip(
             Value(std::make_shared<const platform::Dictionary>(
                 platform::Dictionary { { std::string(LiveClipUploadHandler::IngestURLKey), Value(ingestURL) } }))),
         ExtensionRequest::labelledItem(LMBroadcastExtensionKeyRequestedFinish, Value(true)),
-        ExtensionRequest::labelledItem(LMBroadcastExtensionKeyExtensionSandboxToken,
-            Value(SimulatedRecordingService::readTokenForFile(clipPath))),
+        ExtensionRequest::labelledItem(
+            LMBroadcastExtensionKeyExtensionSandboxToken, Value(SimulatedRecordingService::readTokenForFile(clipPath))),
     });
     request.beginWithHandler(std::make_shared<LiveClipUploadHandler>(upload));
     const auto outcome = request.waitForOutcome(10s);
@@ -474,8 +475,7 @@ TEST_F(LiveIngestTest, BadURLsServersAndClipsEndTheClipWithAnErrorAndLeaveNoSess
         EXPECT_EQ(outcome.error->domain(), LiveClipUploadHandler::ErrorDomain) << fault.name;
         EXPECT_TRUE(outcome.error->localizedDescription().starts_with(fault.reason))
             << fault.name << ": " << outcome.error->localizedDescription();
-        EXPECT_TRUE(loggedError(log, "Clip upload: clip 1 was not published: " + fault.reason))
-            << fault.name;
+        EXPECT_TRUE(loggedError(log, "Clip upload: clip 1 was not published: " + fault.reason)) << fault.name;
     }
     // The stalled server's connections were all given up, none left open.
     EXPECT_TRUE(stalled.allConnectionsClosed());

@@ -14,7 +14,8 @@ std::shared_ptr<platform::ViewController> startStreamerSetup(
     const std::shared_ptr<platform::ExtensionContext>& context, const StreamerIngest& ingest)
 {
     LMBroadcastExtension::loadBroadcastingApplicationInfoWithCompletion(context,
-        [context, ingest](const platform::Value& /*first*/, const platform::Value& /*second*/, const platform::Value& third) {
+        [context, ingest](
+            const platform::Value& /*first*/, const platform::Value& /*second*/, const platform::Value& third) {
             // The host's details arrive as the third value.
             const auto hostInfo = third.dictionary();
             const auto hostBundleID = hostInfo

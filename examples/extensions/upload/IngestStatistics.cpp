@@ -32,7 +32,10 @@ std::optional<std::pair<std::string_view, std::size_t>> element(
     return std::pair { text.substr(start + open.size(), end - start - open.size()), end + close.size() };
 }
 
-int passed(void* opaque) { return SteadyClock::now() >= *static_cast<SteadyClock::time_point*>(opaque) ? 1 : 0; }
+int passed(void* opaque)
+{
+    return SteadyClock::now() >= *static_cast<SteadyClock::time_point*>(opaque) ? 1 : 0;
+}
 
 } // namespace
 

@@ -79,7 +79,8 @@ void LiveClipUploadHandler::processMP4ClipWithURL_setupInfo_finished(
     fmt::print("   [clip extension] clip {} published to {}: the stream is {:.1f} s long{}\n", clip, ingestURL,
         publisher->publishedSeconds(), finished ? ", and ends" : "");
 
-    platform::Dictionary info { { std::string(StreamStateKey), platform::Value(std::string(stateName(publisher->state()))) },
+    platform::Dictionary info { { std::string(StreamStateKey),
+                                    platform::Value(std::string(stateName(publisher->state()))) },
         { std::string(ClipsUploadedKey), platform::Value(std::int64_t { published }) } };
     const auto statistics = setupInfo ? setupInfo->stringForKey(StatisticsURLKey) : std::nullopt;
     const auto key = ingestURL.substr(ingestURL.rfind('/') + 1);

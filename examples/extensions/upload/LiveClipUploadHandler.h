@@ -19,8 +19,7 @@ public:
     /// Sessions open with `limits`; after the first clip the extension asks
     /// for clips of `runningClipDuration` seconds (none: it keeps the length
     /// the broadcast was set up with).
-    explicit LiveClipUpload(
-        RtmpPublisher::Limits limits = {}, std::optional<double> runningClipDuration = std::nullopt)
+    explicit LiveClipUpload(RtmpPublisher::Limits limits = {}, std::optional<double> runningClipDuration = std::nullopt)
         : limits_(limits), runningClipDuration_(runningClipDuration)
     { }
 

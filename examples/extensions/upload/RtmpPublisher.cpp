@@ -203,14 +203,13 @@ struct RtmpPublisher::Clip {
         if (lastPicture == std::numeric_limits<std::int64_t>::min()) {
             return "the clip holds no pictures";
         }
-        // A movie whose index lists more samples than its file holds was cut short.
-        for (std::size_t track = 0; track < streams.size(); ++track) {
-            const auto listed = streams[track] < 0 ? 0 : input->streams[streams[track]]->nb_frames;
-            const auto read = std::count_if(clip.packets.begin(), clip.packets.end(),
-                [track](const PacketHandle& packet) { return packet->stream_index == static_cast<int>(track); });
-            if (read < listed) {
-                return "the clip is damaged: it is cut short";
-            }
+        // A movie whose index lists more pictures than its file holds was cut short.
+        const auto listed = input->streams[streams[0]]->nb_frames;
+        const auto pictures = std::count_if(clip.packets.begin(), clip.packets.end(),
+            [](const PacketHandle& packet) { return packet->stream_index == 0; });
+        if (pictures < listed) {
+            return "the clip is damaged: it is cut short (" + std::to_string(pictures) + " of " + std::to_string(listed)
+                + " pictures)";
         }
         clip.start = start;
         clip.length = soundEnd > start ? std::max(soundEnd, lastPicture) - start : lastPicture + pictureTime - start;
@@ -219,8 +218,8 @@ struct RtmpPublisher::Clip {
             if (packet->stream_index != 1) {
                 return false;
             }
-            const auto end = av_rescale_q(packet->pts + std::max<std::int64_t>(packet->duration, 0),
-                clip.audio->timeBase, kMicroseconds);
+            const auto end = av_rescale_q(
+                packet->pts + std::max<std::int64_t>(packet->duration, 0), clip.audio->timeBase, kMicroseconds);
             return end <= clip.start;
         });
         return std::nullopt;
@@ -264,7 +263,8 @@ struct RtmpPublisher::Session {
                 continue;
             }
             AVStream* stream = avformat_new_stream(output, nullptr);
-            if (stream == nullptr || avcodec_parameters_copy(stream->codecpar, (*tracks[track])->parameters.get()) < 0) {
+            if (stream == nullptr
+                || avcodec_parameters_copy(stream->codecpar, (*tracks[track])->parameters.get()) < 0) {
                 return "out of memory";
             }
             stream->codecpar->codec_tag = 0;
@@ -316,7 +316,8 @@ struct RtmpPublisher::Session {
             const AVRational from = (*tracks[track])->timeBase;
             const AVRational to = output->streams[streams[track]]->time_base;
             const auto shift = [&](std::int64_t time) {
-                return av_rescale_q(av_rescale_q(time, from, kMicroseconds) - clip.start + streamTime, kMicroseconds, to);
+                return av_rescale_q(
+                    av_rescale_q(time, from, kMicroseconds) - clip.start + streamTime, kMicroseconds, to);
             };
             packet->pts = shift(packet->pts);
             packet->dts = packet->dts == AV_NOPTS_VALUE ? packet->pts : shift(packet->dts);
@@ -347,7 +348,10 @@ struct RtmpPublisher::Session {
 
 RtmpPublisher::RtmpPublisher(std::string url, Limits limits) : url_(std::move(url)), limits_(limits) { }
 
-RtmpPublisher::~RtmpPublisher() { end(); }
+RtmpPublisher::~RtmpPublisher()
+{
+    end();
+}
 
 bool RtmpPublisher::isRTMPURL(std::string_view url)
 {
@@ -359,6 +363,12 @@ bool RtmpPublisher::isRTMPURL(std::string_view url)
     // A host, an application and a stream key.
     return slash != std::string_view::npos && slash > 0 && rest.find('/', slash + 1) != std::string_view::npos
         && rest.back() != '/' && rest.find_first_of(" \t\r\n") == std::string_view::npos;
+}
+
+std::optional<std::string> RtmpPublisher::refusalOfClip(const platform::Data& movie)
+{
+    Clip clip;
+    return Clip::read(movie, clip);
 }
 
 std::optional<std::string> RtmpPublisher::publishClip(const platform::Data& movie)

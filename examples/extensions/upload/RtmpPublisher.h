@@ -53,6 +53,11 @@ public:
     /// Whether `url` names an RTMP stream (rtmp://host[:port]/application/key).
     static bool isRTMPURL(std::string_view url);
 
+    /// Why `movie` is no clip the publisher could send (not a movie, no
+    /// pictures, cut short), or nullopt when it is one. It reads the clip as
+    /// `publishClip` does, without sending it.
+    static std::optional<std::string> refusalOfClip(const platform::Data& movie);
+
     /// Sends the movie clip `movie` on the session, opening it when needed.
     /// Nullopt when the clip went out whole; otherwise why it did not.
     std::optional<std::string> publishClip(const platform::Data& movie);

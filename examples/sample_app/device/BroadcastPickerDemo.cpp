@@ -21,9 +21,11 @@
 #include "sample_app/app/Narration.h"
 #include "sample_app/device/SampleDevice.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -36,11 +38,11 @@ namespace lumora::sample {
 namespace {
 
 using platform::Value;
-using platform::host::SimulatedBroadcastPicker;
-using platform::host::SimulatedDevice;
 using platform::host::Bitmap;
 using platform::host::IngestServer;
 using platform::host::ScreenCapture;
+using platform::host::SimulatedBroadcastPicker;
+using platform::host::SimulatedDevice;
 using platform::host::SimulatedRecordingService;
 using platform::host::StreamViewer;
 
@@ -80,6 +82,20 @@ private:
     double time_ = 0;
 };
 
+// The number of players the ingest server lists on the sample stream.
+int viewersOf(const IngestServer& server)
+{
+    return IngestStatistics::viewersOfStream(server.statisticsURL(), kStreamKey, std::chrono::seconds(1)).value_or(0);
+}
+
+// How long the live flow waits for a person to start a player
+// (LUMORA_WATCH_SECONDS; by default it does not wait).
+int watchSeconds()
+{
+    const char* text = std::getenv("LUMORA_WATCH_SECONDS");
+    return text != nullptr ? std::max(std::atoi(text), 0) : 0;
+}
+
 // Installs a service's setup extension as a broadcast service, so that the
 // system picker lists it, naming the upload extension that receives its
 // broadcasts.
@@ -91,8 +107,9 @@ void installBroadcastService(
     (*attributes)[std::string(platform::Extension::PointIdentifierAttribute)]
         = std::string(SimulatedBroadcastPicker::SetupExtensionPoint);
     (*attributes)[std::string(SimulatedBroadcastPicker::UploadExtensionAttribute)] = uploadExtension;
-    extensions.installExtension(setupExtension, attributes,
-        [ingest](const platform::host::ExtensionRequestSide& side) { return startStreamerSetup(side.context, ingest); });
+    extensions.installExtension(setupExtension, attributes, [ingest](const platform::host::ExtensionRequestSide& side) {
+        return startStreamerSetup(side.context, ingest);
+    });
     extensions.setExtensionBundle(setupExtension, std::string(LUMORA_SAMPLE_BUNDLES_DIR) + "/" + bundle);
 }
 
@@ -235,9 +252,23 @@ void broadcastClipsThroughThePicker(BroadcastPickerApp& app, const IngestServer&
     auto pulled = std::make_shared<PulledPicture>();
     StreamViewer viewer(streamURL, {}, [pulled](const Bitmap& picture, double time) { pulled->offer(picture, time); });
     // It asks to play before the broadcast begins, so that it sees the stream from its start.
-    waitUntil([&server] {
-        return IngestStatistics::viewersOfStream(server.statisticsURL(), kStreamKey, std::chrono::seconds(1)) == 1;
-    });
+    waitUntil([&server] { return viewersOf(server) >= 1; });
+    // A person who wants to watch gets time to start a player first.
+    if (const int seconds = watchSeconds(); seconds > 0) {
+        say(fmt::format("Waiting up to {} seconds for you to start a player: ffplay {}", seconds, streamURL));
+        auto nextLook = std::chrono::steady_clock::now();
+        platform::MainQueue::runUntil(
+            [&server, &nextLook] {
+                if (std::chrono::steady_clock::now() < nextLook) {
+                    return false;
+                }
+                nextLook = std::chrono::steady_clock::now() + std::chrono::milliseconds(250);
+                return viewersOf(server) >= 2;
+            },
+            std::chrono::seconds(seconds));
+        fmt::print(
+            "   {} watching besides the sample's own viewer\n", viewersOf(server) >= 2 ? "someone is" : "nobody is");
+    }
     const auto controller = chooseService(app, kClipSetupExtension);
     if (!controller) {
         return;
@@ -283,14 +314,16 @@ void broadcastClipsThroughThePicker(BroadcastPickerApp& app, const IngestServer&
     device.releaseClock();
     fmt::print("   the clips are in {}\n", clipFolder);
 
-    // 6.5 seconds went out live (the pause leaves no gap).
-    viewer.waitForFrames(static_cast<std::size_t>(6.5 * ScreenCapture::FramesPerSecond) - 1, std::chrono::seconds(10));
+    // 6.5 seconds went out live (the pause leaves no gap); the viewer has
+    // seen it all once the stream falls quiet.
+    viewer.waitForQuiet(std::chrono::milliseconds(500), std::chrono::seconds(10));
     viewer.stop();
     viewer.waitUntilEnded(std::chrono::seconds(5));
     const auto seen = viewer.summary();
     fmt::print("   the sample's viewer decoded {} pictures ({:.2f} s of stream, {} x {}) and {:.2f} s of audio\n",
-        seen.frameTimes.size(), seen.frameTimes.empty() ? 0.0 : seen.frameTimes.back() + 1.0 / ScreenCapture::FramesPerSecond,
-        seen.width, seen.height, seen.audioDuration);
+        seen.frameTimes.size(),
+        seen.frameTimes.empty() ? 0.0 : seen.frameTimes.back() + 1.0 / ScreenCapture::FramesPerSecond, seen.width,
+        seen.height, seen.audioDuration);
     const auto drawnPath = sampleOutputDirectory() + "/live-drawn-frame.png";
     const auto pulledPath = sampleOutputDirectory() + "/live-pulled-frame.png";
     if (drawn->write(drawnPath) && pulled->write(pulledPath)) {

@@ -7,10 +7,10 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <netinet/in.h>
-#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -217,7 +217,10 @@ IngestServer::IngestServer(std::string folder, pid_t pid, int port, int statisti
     : folder_(std::move(folder)), pid_(pid), port_(port), statisticsPort_(statisticsPort)
 { }
 
-IngestServer::~IngestServer() { stop(); }
+IngestServer::~IngestServer()
+{
+    stop();
+}
 
 void IngestServer::stop()
 {
@@ -260,6 +263,9 @@ std::string IngestServer::streamURL(std::string_view key) const
     return fmt::format("rtmp://127.0.0.1:{}/{}/{}", port_, ApplicationName, key);
 }
 
-std::string IngestServer::statisticsURL() const { return fmt::format("http://127.0.0.1:{}/stat", statisticsPort_); }
+std::string IngestServer::statisticsURL() const
+{
+    return fmt::format("http://127.0.0.1:{}/stat", statisticsPort_);
+}
 
 } // namespace lumora::platform::host

@@ -738,8 +738,9 @@ void SimulatedRecordingService::deliverClip(
             Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome.error);
             // As a device does when its upload extension gives up: the
             // broadcast ends, on the MainQueue where the capture lives.
-            DispatchQueue::main().async(
-                [this, broadcastNumber, error = outcome.error] { endBroadcastAfterUploadFailure(broadcastNumber, error); });
+            DispatchQueue::main().async([this, broadcastNumber, error = outcome.error] {
+                endBroadcastAfterUploadFailure(broadcastNumber, error);
+            });
             return false;
         }
         // The configuration first: once the application hears the service

@@ -62,7 +62,10 @@ StreamViewer::~StreamViewer()
     }
 }
 
-void StreamViewer::stop() { stopping_ = true; }
+void StreamViewer::stop()
+{
+    stopping_ = true;
+}
 
 StreamViewer::Summary StreamViewer::summary() const
 {
@@ -70,8 +73,7 @@ StreamViewer::Summary StreamViewer::summary() const
     return summary_;
 }
 
-template <class Condition>
-bool StreamViewer::waitFor(std::chrono::milliseconds timeout, Condition condition)
+template <class Condition> bool StreamViewer::waitFor(std::chrono::milliseconds timeout, Condition condition)
 {
     const auto deadline = Clock::now() + timeout;
     std::unique_lock lock(mutex_);
@@ -87,8 +89,12 @@ bool StreamViewer::waitFor(std::chrono::milliseconds timeout, Condition conditio
 
 bool StreamViewer::waitUntilPlaying(std::chrono::milliseconds timeout)
 {
-    return waitFor(timeout, [this] { return summary_.playing || summary_.ended; }) && summary_.playing
-        && !summary_.ended;
+    bool playing = false;
+    waitFor(timeout, [this, &playing] {
+        playing = summary_.playing && !summary_.ended;
+        return summary_.playing || summary_.ended;
+    });
+    return playing;
 }
 
 bool StreamViewer::waitForFrames(std::size_t count, std::chrono::milliseconds timeout)
@@ -189,15 +195,15 @@ void StreamViewer::play()
                         : static_cast<double>(frame.best_effort_timestamp) * av_q2d(stream->time_base);
                     if (observer_) {
                         Bitmap picture(frame.width, frame.height, 1);
-                        session.scaler.reset(sws_getCachedContext(session.scaler.release(), frame.width,
-                            frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height,
-                            AV_PIX_FMT_RGB32, SWS_POINT, nullptr, nullptr, nullptr));
+                        session.scaler.reset(sws_getCachedContext(session.scaler.release(), frame.width, frame.height,
+                            static_cast<AVPixelFormat>(frame.format), frame.width, frame.height, AV_PIX_FMT_RGB32,
+                            SWS_POINT, nullptr, nullptr, nullptr));
                         if (session.scaler && !picture.isEmpty()) {
                             std::array<std::uint8_t*, 4> planes { reinterpret_cast< // NOLINT
                                 std::uint8_t*>(picture.data()) };
                             std::array<int, 4> strides { picture.stride() };
-                            sws_scale(session.scaler.get(), frame.data, frame.linesize, 0, frame.height,
-                                planes.data(), strides.data());
+                            sws_scale(session.scaler.get(), frame.data, frame.linesize, 0, frame.height, planes.data(),
+                                strides.data());
                             observer_(picture, time);
                         }
                     }

@@ -76,8 +76,7 @@ private:
     struct Session;
 
     void play();
-    template <class Condition>
-    bool waitFor(std::chrono::milliseconds timeout, Condition condition);
+    template <class Condition> bool waitFor(std::chrono::milliseconds timeout, Condition condition);
 
     std::string url_;
     Options options_;
