@@ -139,10 +139,11 @@ pid_t spawnServer(const std::filesystem::path& folder, const std::filesystem::pa
     if (pid == 0) {
         // Only calls that are safe between fork and exec from here on.
         ::setpgid(0, 0);
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM); // NOLINT(cppcoreguidelines-pro-type-vararg): the system's interface
         if (::getppid() != parent) {
             ::_exit(1);
         }
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg, hicpp-signed-bitwise): the system's interface
         const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
         if (nothing >= 0) {
             ::dup2(nothing, STDIN_FILENO);

@@ -199,11 +199,13 @@ void StreamViewer::play()
                             static_cast<AVPixelFormat>(frame.format), frame.width, frame.height, AV_PIX_FMT_RGB32,
                             SWS_POINT, nullptr, nullptr, nullptr));
                         if (session.scaler && !picture.isEmpty()) {
-                            std::array<std::uint8_t*, 4> planes { reinterpret_cast< // NOLINT
-                                std::uint8_t*>(picture.data()) };
-                            std::array<int, 4> strides { picture.stride() };
-                            sws_scale(session.scaler.get(), frame.data, frame.linesize, 0, frame.height, planes.data(),
-                                strides.data());
+                            // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the pixels as bytes
+                            std::array planes { reinterpret_cast<std::uint8_t*>(picture.data()) };
+                            std::array strides { picture.stride() };
+                            sws_scale(session.scaler.get(),
+                                frame.data, // NOLINT(cppcoreguidelines-pro-bounds-array-to-pointer-decay)
+                                frame.linesize, // NOLINT(cppcoreguidelines-pro-bounds-array-to-pointer-decay)
+                                0, frame.height, planes.data(), strides.data());
                             observer_(picture, time);
                         }
                     }
