@@ -780,8 +780,11 @@ void SimulatedRecordingService::endBroadcastAfterUploadFailure(std::uint64_t bro
     }
     finishScreenRecording();
     Log::error("Recording service: the broadcast ended: its upload extension gave up");
-    announceStop(LumoraErrors::_lmUserErrorForCode_userInfo(kFailedDuringRecording,
+    // The service's own error, worded as the framework words that code.
+    announceStop(Error::errorWithDomain(std::string(LMRecordingErrorDomain), kFailedDuringRecording,
                      std::make_shared<const Dictionary>(Dictionary {
+                         { std::string(Error::LocalizedDescriptionKey),
+                             Value(std::string(LumoraErrors::messageForCode(kFailedDuringRecording))) },
                          { std::string(Error::UnderlyingErrorKey), Value(std::const_pointer_cast<Error>(error)) } })),
         std::nullopt);
 }
