@@ -250,7 +250,10 @@ void broadcastClipsThroughThePicker(BroadcastPickerApp& app, const IngestServer&
     fmt::print("   watch the stream while it runs: ffplay {}\n", streamURL);
     // The sample's own viewer keeps the picture it decodes nearest the moment it will compare.
     auto pulled = std::make_shared<PulledPicture>();
-    StreamViewer viewer(streamURL, {}, [pulled](const Bitmap& picture, double time) { pulled->offer(picture, time); });
+    // It waits for the stream to begin as long as the flow may wait for a person too.
+    const StreamViewer::Options options { .connectTimeout = std::chrono::seconds(15 + watchSeconds()) };
+    StreamViewer viewer(
+        streamURL, options, [pulled](const Bitmap& picture, double time) { pulled->offer(picture, time); });
     // It asks to play before the broadcast begins, so that it sees the stream from its start.
     waitUntil([&server] { return viewersOf(server) >= 1; });
     // A person who wants to watch gets time to start a player first.
