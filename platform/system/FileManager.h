@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/foundation/Data.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Object.h"
 #include "platform/foundation/URL.h"
@@ -95,9 +96,6 @@ public:
     [[nodiscard]] virtual std::optional<std::vector<std::string>> contentsOfDirectoryAtPath_error(
         const std::string& path, ErrorRef* error) const;
 
-    /// The bytes of the file at `path`; nullopt when it cannot be read.
-    [[nodiscard]] virtual std::optional<Data> contentsAtPath(const std::string& path) const;
-
     /// The attributes of the entry at `path` (keys above); null on failure.
     [[nodiscard]] virtual DictionaryRef attributesOfItemAtPath_error(const std::string& path, ErrorRef* error) const;
 
@@ -116,6 +114,14 @@ public:
         const std::string& source, const std::string& destination, ErrorRef* error);
     /// `moveItemAtPath_toPath_error` for file URLs' paths.
     virtual bool moveItemAtURL_toURL_error(const URL& source, const URL& destination, ErrorRef* error);
+
+    /// The bytes of the file at `path` (a clip an upload extension was handed,
+    /// say); nullopt when it cannot be read.
+    [[nodiscard]] virtual std::optional<Data> contentsAtPath(const std::string& path) const;
+    /// Opens the file at `path` for reading and hands over the descriptor,
+    /// which the caller closes (for a reader that wants to stream the file,
+    /// such as a movie demuxer given "/dev/fd/<descriptor>"); -1 on failure.
+    [[nodiscard]] virtual int openFileForReadingAtPath(const std::string& path) const;
 
     [[nodiscard]] std::string className() const override { return "FileManager"; }
     [[nodiscard]] bool isKindOfClassNamed(const std::string& name) const override

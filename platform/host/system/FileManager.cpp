@@ -8,8 +8,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <mutex>
 #include <string_view>
 #include <sys/stat.h>
@@ -229,19 +227,6 @@ std::optional<std::vector<std::string>> FileManager::contentsOfDirectoryAtPath_e
     return names;
 }
 
-std::optional<Data> FileManager::contentsAtPath(const std::string& path) const
-{
-    std::ifstream file(hostPath(path), std::ios::binary);
-    if (!file) {
-        return std::nullopt;
-    }
-    std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (file.bad()) {
-        return std::nullopt;
-    }
-    return Data(std::move(bytes));
-}
-
 DictionaryRef FileManager::attributesOfItemAtPath_error(const std::string& path, ErrorRef* error) const
 {
     struct statx status { };
@@ -306,6 +291,42 @@ bool FileManager::moveItemAtURL_toURL_error(const URL& source, const URL& destin
         return fail(error, EINVAL, source.isFileURL() ? destination.absoluteString() : source.absoluteString());
     }
     return moveItemAtPath_toPath_error(source.path(), destination.path(), error);
+}
+
+std::optional<Data> FileManager::contentsAtPath(const std::string& path) const
+{
+    const int descriptor = openFileForReadingAtPath(path);
+    if (descriptor < 0) {
+        return std::nullopt;
+    }
+    std::vector<std::uint8_t> bytes;
+    std::array<std::uint8_t, 1U << 16U> chunk {};
+    for (;;) {
+        const auto got = ::read(descriptor, chunk.data(), chunk.size());
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            ::close(descriptor);
+            return got == 0 ? std::optional<Data>(Data(std::move(bytes))) : std::nullopt;
+        }
+        bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + got);
+    }
+}
+
+int FileManager::openFileForReadingAtPath(const std::string& path) const
+{
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the C interface of open
+    const int descriptor = ::open(hostPath(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return -1;
+    }
+    struct stat status { };
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(descriptor);
+        return -1;
+    }
+    return descriptor;
 }
 
 } // namespace lumora::platform
