@@ -88,6 +88,14 @@ def main():
 
     both("StringTable", "table", {"Title": "Recording", "Other": "Andere"})
 
+    # The ingest server's statistics page, and a movie clip as the recording service cuts it.
+    write("StatisticsPage", "page.xml", (
+        b"<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<rtmp><server><application><name>live</name><live>"
+        b"<stream><name>other</name><nclients>1</nclients></stream>"
+        b"<stream><name>test</name><client><id>3</id><publishing/></client><client><id>4</id></client>"
+        b"<nclients>2</nclients><publishing/></stream><nclients>3</nclients></live></application></server></rtmp>\n"))
+    write("IngestClip", "srecorder.mp4", (ROOT.parent.parent / "resources" / "srecorder.mp4").read_bytes())
+
 
 if __name__ == "__main__":
     main()

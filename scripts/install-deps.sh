@@ -12,6 +12,8 @@ packages=(
   libicu-dev
   libcairo2-dev
   libavcodec-dev libavformat-dev libavutil-dev libswscale-dev
+  nginx libnginx-mod-rtmp
+  ffmpeg
   libspdlog-dev libfmt-dev
   libgtest-dev libgmock-dev googletest
   libbenchmark-dev

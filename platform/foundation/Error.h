@@ -17,6 +17,8 @@ class Error final : public Object {
 public:
     /// The user-info key whose string value is the error's localized description.
     static constexpr std::string_view LocalizedDescriptionKey = "LocalizedDescription";
+    /// The user-info key whose value is the error that caused this one.
+    static constexpr std::string_view UnderlyingErrorKey = "UnderlyingError";
 
     /// An error of `domain` with `code` and `userInfo` (null: an empty dictionary).
     static std::shared_ptr<const Error> errorWithDomain(

@@ -3,16 +3,19 @@
 #include "broadcast/LMBroadcastConfiguration.h"
 #include "broadcast/LMBroadcastExtension.h"
 #include "broadcast/LMBroadcastExtensionKeys.h"
+#include "extensions/upload/LiveClipUploadHandler.h"
 #include "platform/system/Bundle.h"
 
 #include <fmt/format.h>
 
 namespace lumora::sample {
 
-std::shared_ptr<platform::ViewController> startStreamerSetup(const std::shared_ptr<platform::ExtensionContext>& context)
+std::shared_ptr<platform::ViewController> startStreamerSetup(
+    const std::shared_ptr<platform::ExtensionContext>& context, const StreamerIngest& ingest)
 {
     LMBroadcastExtension::loadBroadcastingApplicationInfoWithCompletion(context,
-        [context](const platform::Value& /*first*/, const platform::Value& /*second*/, const platform::Value& third) {
+        [context, ingest](
+            const platform::Value& /*first*/, const platform::Value& /*second*/, const platform::Value& third) {
             // The host's details arrive as the third value.
             const auto hostInfo = third.dictionary();
             const auto hostBundleID = hostInfo
@@ -23,13 +26,18 @@ std::shared_ptr<platform::ViewController> startStreamerSetup(const std::shared_p
                 self ? self->bundleIdentifier().value_or("?") : "?", hostBundleID);
 
             auto configuration = std::make_shared<LMBroadcastConfiguration>();
-            configuration->setClipDuration(4.0);
+            configuration->setClipDuration(ingest.clipDuration);
             configuration->setVideoCompressionProperties(std::make_shared<const platform::Dictionary>(
                 platform::Dictionary { { "AverageBitRate", platform::Value(std::int64_t { 2'500'000 }) } }));
-            const auto setupInfo = std::make_shared<const platform::Dictionary>(platform::Dictionary {
-                { "channel", platform::Value("lumora-sample") }, { "host", platform::Value(hostBundleID) } });
+            platform::Dictionary setupInfo { { "channel", platform::Value("lumora-sample") },
+                { "host", platform::Value(hostBundleID) },
+                { std::string(LiveClipUploadHandler::IngestURLKey), platform::Value(ingest.streamURL) } };
+            if (!ingest.statisticsURL.empty()) {
+                setupInfo.emplace(LiveClipUploadHandler::StatisticsURLKey, platform::Value(ingest.statisticsURL));
+            }
             LMBroadcastExtension::completeRequestWithBroadcastURL_broadcastConfiguration_setupInfo(context,
-                platform::URL::URLWithString("rtmp://live.streamer.example/lumora-sample"), configuration, setupInfo);
+                platform::URL::URLWithString(ingest.streamURL), configuration,
+                std::make_shared<const platform::Dictionary>(std::move(setupInfo)));
         });
     return std::make_shared<platform::ViewController>();
 }

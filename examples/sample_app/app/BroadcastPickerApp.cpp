@@ -2,10 +2,15 @@
 
 #include "platform/extensions/ShareActivity.h"
 #include "platform/foundation/DispatchQueue.h"
+#include "platform/graphics/Color.h"
+#include "platform/graphics/Layer.h"
+#include "platform/ui/View.h"
+#include "platform/ui/ViewController.h"
 #include "recording/LMExtensions.h"
 #include "recording/LMScreenRecorder.h"
 #include "sample_app/app/Narration.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <fmt/format.h>
@@ -28,6 +33,28 @@ BroadcastPickerApp::BroadcastPickerApp()
 {
     window_->setRootViewController(root_);
     window_->makeKeyAndVisible();
+}
+
+void BroadcastPickerApp::showOnAirScene(int scene)
+{
+    const auto view = root_->view();
+    if (!card_) {
+        view->setBackgroundColor(platform::Color::colorWithRed_green_blue_alpha(0.1, 0.1, 0.15, 1));
+        auto bar = std::make_shared<platform::View>(platform::Rect { { 0, 0 }, { 375, 80 } });
+        bar->setBackgroundColor(platform::Color::colorWithRed_green_blue_alpha(0.85, 0.1, 0.1, 1));
+        view->addSubview(bar);
+        card_ = std::make_shared<platform::View>(platform::Rect { { 40, 180 }, { 295, 300 } });
+        card_->layer()->setCornerRadius(24);
+        view->addSubview(card_);
+        auto badge = std::make_shared<platform::View>(platform::Rect { { 137, 520 }, { 100, 100 } });
+        badge->setBackgroundColor(platform::Color::colorWithRed_green_blue_alpha(1, 0.8, 0.1, 1));
+        badge->layer()->setCornerRadius(50);
+        view->addSubview(badge);
+    }
+    static constexpr std::array<std::array<double, 3>, 3> kCardColours { { { 0.1, 0.5, 0.95 }, { 0.15, 0.75, 0.3 },
+        { 0.6, 0.3, 0.85 } } };
+    const auto& colour = kCardColours.at(static_cast<std::size_t>(scene) % kCardColours.size());
+    card_->setBackgroundColor(platform::Color::colorWithRed_green_blue_alpha(colour[0], colour[1], colour[2], 1));
 }
 
 bool BroadcastPickerApp::loadAndPresentPicker()

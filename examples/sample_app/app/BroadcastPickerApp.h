@@ -35,6 +35,9 @@ public:
     void enableMicrophone();
     /// Lists the share activities that can take a live stream.
     void listStreamActivities();
+    /// Shows what the app broadcasts live: an "on air" screen whose card
+    /// takes the colour of the broadcast's `scene` (0, 1, 2, ...).
+    void showOnAirScene(int scene);
 
     // Called on the thread the picker's message arrives on, not on the MainQueue.
     void broadcastActivityViewController_didFinishWithBroadcastController_error(
@@ -50,6 +53,7 @@ private:
     std::shared_ptr<platform::Window> window_;
     std::shared_ptr<platform::ViewController> root_;
     std::shared_ptr<LMBroadcastActivityViewController> picker_;
+    std::shared_ptr<platform::View> card_;
     std::mutex mutex_;
     std::optional<Finish> finish_;
 };

@@ -11,6 +11,7 @@
 #include "platform/media/SampleBuffer.h"
 #include "platform/system/Bundle.h"
 #include "recording/LMExtensions.h"
+#include "recording/LumoraErrors.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
 #include <fmt/format.h>
@@ -34,6 +35,8 @@ constexpr std::string_view kStartMessage
 constexpr std::size_t kStartMicrophoneArgument = 3;
 constexpr std::size_t kStartBroadcastArgument = 5;
 constexpr std::string_view kPayloadLabel = "payload";
+// The recording error a live broadcast ends with when its upload extension gives up.
+constexpr std::int64_t kFailedDuringRecording = -5804;
 constexpr auto kFramesPerPayload = static_cast<std::int64_t>(
     SimulatedRecordingService::PayloadInterval * SimulatedRecordingService::AudioSampleRate);
 
@@ -735,6 +738,11 @@ void SimulatedRecordingService::deliverClip(
     deliver(factory, std::move(items), [this, broadcastNumber, clip](const ExtensionRequest::Outcome& outcome) {
         if (outcome.error) {
             Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome.error);
+            // As a device does when its upload extension gives up: the
+            // broadcast ends, on the MainQueue where the capture lives.
+            DispatchQueue::main().async([this, broadcastNumber, error = outcome.error] {
+                endBroadcastAfterUploadFailure(broadcastNumber, error);
+            });
             return false;
         }
         // The configuration first: once the application hears the service
@@ -753,6 +761,34 @@ void SimulatedRecordingService::deliverClip(
         }
         return true;
     });
+}
+
+void SimulatedRecordingService::endBroadcastAfterUploadFailure(std::uint64_t broadcastNumber, const ErrorRef& error)
+{
+    std::shared_ptr<ScreenCapture> capture;
+    std::shared_ptr<ScreenCapture::Movie> clipMovie;
+    {
+        std::lock_guard lock(mutex_);
+        // A broadcast that has finished, or a later one, is not this failure's.
+        if (!broadcast_ || broadcast_->number != broadcastNumber) {
+            return;
+        }
+        capture = broadcast_->capture;
+        clipMovie = std::move(broadcast_->clipMovie);
+        broadcast_.reset();
+    }
+    if (capture && clipMovie) {
+        capture->closeMovie(clipMovie);
+    }
+    finishScreenRecording();
+    Log::error("Recording service: the broadcast ended: its upload extension gave up");
+    // The service's own error, worded as the framework words that code.
+    announceStop(Error::errorWithDomain(std::string(LMRecordingErrorDomain), kFailedDuringRecording,
+                     std::make_shared<const Dictionary>(Dictionary {
+                         { std::string(Error::LocalizedDescriptionKey),
+                             Value(std::string(LumoraErrors::messageForCode(kFailedDuringRecording))) },
+                         { std::string(Error::UnderlyingErrorKey), Value(std::const_pointer_cast<Error>(error)) } })),
+        std::nullopt);
 }
 
 void SimulatedRecordingService::applyClipDuration(std::uint64_t broadcastNumber, double duration)

@@ -53,8 +53,11 @@ namespace lumora::platform::host {
 /// the setup information, whether it is the last clip (the one cut at stop)
 /// and a sandbox token to read the file (`readTokenForFile`). A configuration
 /// the extension returns with a clip sets the clip duration from the clip
-/// being recorded on; a malformed one is logged and ignored. The clips of a
-/// broadcast stay in the folder until the next broadcast starts.
+/// being recorded on; a malformed one is logged and ignored. An extension
+/// that gives a clip up with an error ends the broadcast, as a device does:
+/// the application hears the recording stop with recording error -5804,
+/// the extension's error under `Error::UnderlyingErrorKey`. The
+/// clips of a broadcast stay in the folder until the next broadcast starts.
 ///
 /// Service information that an extension returns reaches the application
 /// through its connection.
@@ -208,6 +211,9 @@ private:
     /// Queues the request of one clip and reads the extension's reply.
     void deliverClip(
         const UploadHandlerFactory& factory, ExtensionItems items, std::uint64_t broadcastNumber, std::int64_t clip);
+    /// Ends broadcast `broadcastNumber`, if it is still live, because its
+    /// upload extension gave up a clip with `error`, and tells the application.
+    void endBroadcastAfterUploadFailure(std::uint64_t broadcastNumber, const ErrorRef& error);
     /// A clip duration that the extension sent back with a clip of broadcast `broadcastNumber`.
     void applyClipDuration(std::uint64_t broadcastNumber, double duration);
 
