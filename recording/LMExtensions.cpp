@@ -18,7 +18,8 @@ std::shared_ptr<Bundle> LMExtensions::_lmFrameworkBundle()
     // Never destroyed (a deliberately leaked shared_ptr): other threads may still read it while the process exits.
     static const std::shared_ptr<Bundle>* framework = nullptr;
     std::call_once(once, [] {
-        framework = new const std::shared_ptr<Bundle>( // NOLINT(cppcoreguidelines-owning-memory)
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        framework = new const std::shared_ptr<Bundle>(
             Bundle::bundleWithURL(platform::URL::fileURLWithPath(std::string(FrameworkBundlePath))));
     });
     return *framework;

@@ -51,8 +51,8 @@ std::shared_ptr<LMStoreManager> LMStoreManager::sharedManager()
     // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
     static const std::shared_ptr<LMStoreManager>* manager = nullptr;
     std::call_once(once, [] {
-        manager = new const std::shared_ptr<LMStoreManager>(
-            std::make_shared<LMStoreManager>()); // NOLINT(cppcoreguidelines-owning-memory)
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        manager = new const std::shared_ptr<LMStoreManager>(std::make_shared<LMStoreManager>());
     });
     return *manager;
 }

@@ -37,6 +37,7 @@ std::atomic<bool>& echoFlag()
 
 spdlog::logger& echoLogger()
 {
+    // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
     static auto* const logger = [] {
         auto* made = new spdlog::logger( // NOLINT(cppcoreguidelines-owning-memory)
             "lumora", std::make_shared<spdlog::sinks::stderr_color_sink_mt>());

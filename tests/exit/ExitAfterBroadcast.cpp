@@ -31,6 +31,7 @@
 #include <atomic>
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -72,6 +73,7 @@ private:
     std::shared_ptr<Counts> counts_;
 };
 
+// Hears the picker finish on the connection's thread.
 class PickerDelegate final : public LMBroadcastActivityViewControllerDelegate::
                                  BroadcastActivityViewController_didFinishWithBroadcastController_error {
 public:
@@ -79,11 +81,25 @@ public:
         const std::shared_ptr<LMBroadcastActivityViewController>& /*picker*/,
         const std::shared_ptr<LMBroadcastController>& received, const platform::ErrorRef& /*error*/) override
     {
-        controller = received;
-        finished = true;
+        const std::lock_guard lock(mutex_);
+        controller_ = received;
+        finished_ = true;
     }
-    std::shared_ptr<LMBroadcastController> controller;
-    bool finished = false;
+    [[nodiscard]] bool finished() const
+    {
+        const std::lock_guard lock(mutex_);
+        return finished_;
+    }
+    [[nodiscard]] std::shared_ptr<LMBroadcastController> controller() const
+    {
+        const std::lock_guard lock(mutex_);
+        return controller_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::shared_ptr<LMBroadcastController> controller_;
+    bool finished_ = false;
 };
 
 class ControllerDelegate final : public LMBroadcastControllerDelegate::BroadcastController_didUpdateServiceInfo {
@@ -163,10 +179,10 @@ int main(int argc, char** argv)
     const auto pickerDelegate = std::make_shared<PickerDelegate>();
     picker->setDelegate(pickerDelegate);
     if (!device.broadcastPicker().chooseService(kSetupExtension)
-        || !waitFor([&pickerDelegate] { return pickerDelegate->finished; }) || !pickerDelegate->controller) {
+        || !waitFor([&pickerDelegate] { return pickerDelegate->finished(); }) || !pickerDelegate->controller()) {
         return fail("the picker gave no broadcast controller");
     }
-    const auto controller = pickerDelegate->controller;
+    const auto controller = pickerDelegate->controller();
     const auto controllerDelegate = std::make_shared<ControllerDelegate>(counts);
     controller->setDelegate(controllerDelegate);
 

@@ -14,8 +14,8 @@ std::shared_ptr<AudioSession> AudioSession::sharedInstance()
     // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
     static const std::shared_ptr<AudioSession>* shared = nullptr;
     std::call_once(once, [] {
-        shared = new const std::shared_ptr<AudioSession>(
-            std::make_shared<AudioSession>()); // NOLINT(cppcoreguidelines-owning-memory)
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        shared = new const std::shared_ptr<AudioSession>(std::make_shared<AudioSession>());
     });
     return *shared;
 }

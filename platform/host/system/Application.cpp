@@ -14,8 +14,8 @@ std::shared_ptr<Application> Application::sharedApplication()
     // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
     static const std::shared_ptr<Application>* shared = nullptr;
     std::call_once(once, [] {
-        shared = new const std::shared_ptr<Application>(
-            std::make_shared<Application>()); // NOLINT(cppcoreguidelines-owning-memory)
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        shared = new const std::shared_ptr<Application>(std::make_shared<Application>());
     });
     return *shared;
 }

@@ -13,8 +13,8 @@ std::shared_ptr<Device> Device::currentDevice()
     // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
     static const std::shared_ptr<Device>* shared = nullptr;
     std::call_once(once, [] {
-        shared
-            = new const std::shared_ptr<Device>(std::make_shared<Device>()); // NOLINT(cppcoreguidelines-owning-memory)
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        shared = new const std::shared_ptr<Device>(std::make_shared<Device>());
     });
     return *shared;
 }

@@ -197,8 +197,8 @@ std::shared_ptr<FileManager> FileManager::defaultManager()
     // Never destroyed (a deliberately leaked shared_ptr): other threads may still use it while the process exits.
     static const std::shared_ptr<FileManager>* manager = nullptr;
     std::call_once(once, [] {
-        manager = new const std::shared_ptr<FileManager>(
-            std::make_shared<FileManager>()); // NOLINT(cppcoreguidelines-owning-memory)
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
+        manager = new const std::shared_ptr<FileManager>(std::make_shared<FileManager>());
     });
     return *manager;
 }
