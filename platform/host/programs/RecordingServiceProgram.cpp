@@ -3,6 +3,7 @@
 #include "platform/foundation/Log.h"
 #include "platform/foundation/URL.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -28,22 +29,14 @@ bool isString(const Value& value)
 {
     return value.isString();
 }
-bool isContextIDs(const Value& value)
-{
-    const auto ids = value.array();
-    if (!ids) {
-        return false;
-    }
-    for (const auto& id : *ids) {
-        if (!id.isInteger() || id.int64Value() < 0 || id.int64Value() > 0xffffffffLL) {
-            return false;
-        }
-    }
-    return true;
-}
 bool isContextID(const Value& value)
 {
     return value.isInteger() && value.int64Value() >= 0 && value.int64Value() <= 0xffffffffLL;
+}
+bool isContextIDs(const Value& value)
+{
+    const auto ids = value.array();
+    return ids && std::ranges::all_of(*ids, isContextID);
 }
 
 using Check = std::function<bool(const Value&)>;
@@ -115,7 +108,7 @@ std::optional<RecordingServiceProgram::Options> RecordingServiceProgram::parse(
 int RecordingServiceProgram::run()
 {
     auto connection = transport::SocketConnection::open(options_.socket, "recording service",
-        { [this](Message message) {
+        { [this](const Message& message) {
              {
                  // The application may have written before the socket was stored.
                  std::unique_lock lock(mutex_);

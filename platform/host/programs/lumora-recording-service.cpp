@@ -16,13 +16,13 @@ int main(int argc, char** argv)
     const std::vector<std::string> arguments(given.begin(), given.end());
     auto options = lumora::platform::host::RecordingServiceProgram::parse(arguments);
     if (!options) {
-        std::fputs("usage: lumora-recording-service --socket FD [--movie PATH] [--movies-folder PATH] "
-                   "[--movies-device-folder PATH] [--stall-before-reply SELECTOR --stall-fd FD]\n",
+        (void)std::fputs("usage: lumora-recording-service --socket FD [--movie PATH] [--movies-folder PATH] "
+                         "[--movies-device-folder PATH] [--stall-before-reply SELECTOR --stall-fd FD]\n",
             stderr);
         return 2;
     }
     // A write to an application that went away is an error, not a signal.
-    std::signal(SIGPIPE, SIG_IGN);
+    (void)std::signal(SIGPIPE, SIG_IGN);
     lumora::platform::Log::setEchoToStandardError(true);
     lumora::platform::host::RecordingServiceProgram program(std::move(*options));
     return program.run();

@@ -17,7 +17,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ; // NOLINT(readability-redundant-declaration)
+// NOLINTNEXTLINE(readability-redundant-declaration,cppcoreguidelines-avoid-non-const-global-variables)
+extern char** environ;
 
 namespace lumora::platform::host {
 

@@ -257,6 +257,8 @@ void ServiceConnection::sendRequest(const std::string& selector, std::vector<Val
         Transport::fail(self, { selector, std::move(reply), 0 });
         return;
     }
+    Transport::Pending pending { selector, std::move(reply), 0 };
+    std::optional<Transport::Pending> unreachable;
     std::shared_ptr<SocketConnection> socket;
     std::uint64_t number = 0;
     {
@@ -264,13 +266,15 @@ void ServiceConnection::sendRequest(const std::string& selector, std::vector<Val
         socket = transport_->liveSocketLocked(self);
         if (socket) {
             number = ++transport_->requestsSent;
-            transport_->pending.emplace(
-                number, Transport::Pending { selector, std::move(reply), transport_->socketsMade });
+            pending.socketNumber = transport_->socketsMade;
+            transport_->pending.emplace(number, std::move(pending));
+        } else {
+            unreachable = std::move(pending);
         }
     }
-    if (!socket) {
+    if (unreachable) {
         Log::error("ServiceConnection: %s cannot be reached", serviceName_);
-        Transport::fail(self, { selector, std::move(reply), 0 });
+        Transport::fail(self, std::move(*unreachable));
         return;
     }
     // A socket that has ended meanwhile fails the request when its end is handled.

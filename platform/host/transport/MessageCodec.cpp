@@ -198,15 +198,12 @@ private:
         if (fields.size() != 3 || !domain || !code.isInteger() || !userInfo.isDictionary()) {
             return refuse("a malformed error");
         }
-        auto decodedInfo = decode(userInfo);
+        auto decodedInfo = decodeDictionary(*userInfo.dictionary());
         if (!decodedInfo) {
             return std::nullopt;
         }
-        if (!decodedInfo->isDictionary()) {
-            return refuse("an error whose user info is not a dictionary");
-        }
-        return Value(std::const_pointer_cast<Error>(
-            Error::errorWithDomain(*domain, code.int64Value(), decodedInfo->dictionary())));
+        return Value(
+            std::const_pointer_cast<Error>(Error::errorWithDomain(*domain, code.int64Value(), std::move(decodedInfo))));
     }
 
     std::optional<Value> decodeDescriptor(std::int64_t index, const std::optional<std::string>& kindName)

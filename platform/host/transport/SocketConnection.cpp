@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -16,7 +17,7 @@ namespace lumora::platform::host::transport {
 
 namespace {
 
-constexpr std::size_t kReadChunk = 64 * 1024;
+constexpr std::size_t kReadChunk = std::size_t { 64 } * 1024;
 // Descriptors received ahead of the messages that take them.
 constexpr std::size_t kMaxPendingDescriptors = 2 * MessageCodec::MaxDescriptors;
 
@@ -140,6 +141,31 @@ void SocketConnection::run()
     threadID_ = std::this_thread::get_id();
     bool open = true;
     while (open) {
+        // Messages read ahead of a receiver that has since caught up.
+        if (consumed_ < input_.size() && !deliverComplete()) {
+            break;
+        }
+        if (peerHungUp_) {
+            // Whole messages the peer sent before it went are still delivered.
+            bool waiting = false;
+            {
+                std::lock_guard lock(mutex_);
+                waiting = !closing_ && undelivered_ >= limits_.maxUndelivered;
+            }
+            if (!waiting) {
+                if (consumed_ < input_.size()) {
+                    fail("a truncated message", true);
+                } else {
+                    fail("the peer closed the connection", false);
+                }
+                break;
+            }
+            std::array<pollfd, 1> waitWake { pollfd { wake_, POLLIN, 0 } };
+            ::poll(waitWake.data(), waitWake.size(), -1);
+            std::uint64_t count = 0;
+            [[maybe_unused]] const auto drained = ::read(wake_, &count, sizeof count);
+            continue;
+        }
         short events = 0;
         {
             std::lock_guard lock(mutex_);
@@ -159,7 +185,7 @@ void SocketConnection::run()
             if (errno == EINTR) {
                 continue;
             }
-            open = fail(std::string("poll failed: ") + std::strerror(errno), false);
+            fail("poll failed: " + std::generic_category().message(errno), false);
             break;
         }
         if ((polled[1].revents & POLLIN) != 0) {
@@ -223,7 +249,7 @@ bool SocketConnection::readSome()
         if (errno == EAGAIN || errno == EINTR) {
             return true;
         }
-        return fail(std::string("the socket failed: ") + std::strerror(errno), false);
+        return fail("the socket failed: " + std::generic_category().message(errno), false);
     }
     for (auto* message = CMSG_FIRSTHDR(&header); message != nullptr; message = CMSG_NXTHDR(&header, message)) {
         if (message->cmsg_level != SOL_SOCKET || message->cmsg_type != SCM_RIGHTS) {
@@ -242,12 +268,7 @@ bool SocketConnection::readSome()
     if (!deliverComplete()) {
         return false;
     }
-    if (received == 0) {
-        if (consumed_ < input_.size()) {
-            return fail("a truncated message", true);
-        }
-        return fail("the peer closed the connection", false);
-    }
+    peerHungUp_ = received == 0;
     return true;
 }
 
@@ -265,6 +286,13 @@ bool SocketConnection::deliverComplete()
         }
         if (input_.size() - consumed_ - MessageCodec::PrefixSize < length) {
             return true;
+        }
+        {
+            // The rest waits in the buffer until the receiver catches up.
+            std::lock_guard lock(mutex_);
+            if (undelivered_ >= limits_.maxUndelivered) {
+                return true;
+            }
         }
         auto decoded
             = MessageCodec::decode({ input_.data() + consumed_ + MessageCodec::PrefixSize, length }, descriptors_);
@@ -328,7 +356,7 @@ bool SocketConnection::writeSome()
             if (errno == EAGAIN || errno == EINTR) {
                 return true;
             }
-            return fail(std::string("the socket failed: ") + std::strerror(errno), false);
+            return fail("the socket failed: " + std::generic_category().message(errno), false);
         }
         std::lock_guard lock(mutex_);
         auto& front = outgoing_.front();

@@ -121,6 +121,7 @@ private:
     std::vector<std::uint8_t> input_;
     std::size_t consumed_ = 0;
     std::deque<int> descriptors_;
+    bool peerHungUp_ = false;
     std::string failure_;
 };
 
