@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <unistd.h>
 
@@ -32,6 +33,15 @@ protected:
     void TearDown() override
     {
         RecorderTest::TearDown();
+        // The proxy outlives the test: it has heard every service it reached go
+        // (one interruption for each process started) before the next test starts.
+        process().kill();
+        EXPECT_TRUE(runUntil([this] {
+            const auto texts = serviceLog.texts();
+            return static_cast<std::size_t>(std::ranges::count_if(texts, [](const std::string& text) {
+                return text.starts_with("ServiceConnection: com.lumora.recordingservice interrupted");
+            })) == process().launches();
+        }));
         process().reset();
     }
 
@@ -67,6 +77,7 @@ protected:
 
     std::shared_ptr<LMScreenRecorder> recorder;
     std::shared_ptr<RecordingDelegate> delegate;
+    LogCapture serviceLog;
 };
 
 TEST_F(ServiceProcessTest, RecordsThroughTheServiceProcessAndHandsBackItsMovie)
@@ -150,7 +161,9 @@ TEST_F(ServiceProcessTest, KilledBeforeAnsweringAStopTheStopFailsOnceAndTheDeleg
     process().stallBeforeReplyingTo(kStopMessage);
     // The stall applies to a process started from now on: kill the running
     // one and start again.
+    LogCapture log;
     ASSERT_TRUE(process().kill());
+    ASSERT_TRUE(interruptionHandled(log));
     ASSERT_TRUE(runPendingDeliveries());
     ASSERT_EQ(delegate->stops.size(), 1U);
     ASSERT_EQ(start(), nullptr);

@@ -178,23 +178,25 @@ bool RecordingServiceProcess::waitUntilStalled(std::chrono::milliseconds timeout
 bool RecordingServiceProcess::kill()
 {
     std::lock_guard lock(mutex_);
-    const bool running = pid_ > 0;
-    killLocked();
-    return running;
+    return killLocked();
 }
 
-void RecordingServiceProcess::killLocked()
+bool RecordingServiceProcess::killLocked()
 {
+    bool killed = false;
     if (pid_ > 0) {
         ::kill(pid_, SIGKILL);
         int status = 0;
         while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) { }
+        // A process that had already ended on its own was not running.
+        killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
         pid_ = -1;
     }
     if (stallPipe_ >= 0) {
         ::close(stallPipe_);
         stallPipe_ = -1;
     }
+    return killed;
 }
 
 std::optional<pid_t> RecordingServiceProcess::pid() const

@@ -45,7 +45,8 @@ public:
     /// Waits, at most `timeout`, until the running process has stopped before
     /// an answer. False on timeout.
     [[nodiscard]] bool waitUntilStalled(std::chrono::milliseconds timeout);
-    /// Kills the running process (SIGKILL) and reaps it; false when none runs.
+    /// Kills the running process (SIGKILL) and reaps it; false when none
+    /// runs (one that ended on its own is only reaped).
     bool kill();
     /// The running process's id, if one runs.
     [[nodiscard]] std::optional<pid_t> pid() const;
@@ -56,7 +57,7 @@ public:
     void reset();
 
 private:
-    void killLocked();
+    bool killLocked();
 
     mutable std::mutex mutex_;
     std::string program_;
