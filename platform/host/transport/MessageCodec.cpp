@@ -3,7 +3,10 @@
 #include "platform/formats/PropertyList.h"
 #include "platform/foundation/Error.h"
 
+#include <algorithm>
+#include <array>
 #include <limits>
+#include <string_view>
 #include <type_traits>
 #include <unistd.h>
 #include <variant>
@@ -103,6 +106,50 @@ private:
     std::vector<std::shared_ptr<FileHandle>>& descriptors_;
 };
 
+// Whether `text` is well-formed UTF-8 (no overlong forms, surrogates or
+// code points past U+10FFFF).
+bool isUTF8(std::string_view text)
+{
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        std::size_t length = 0;
+        std::uint32_t code = 0;
+        if (lead < 0x80U) {
+            ++i;
+            continue;
+        }
+        if ((lead & 0xe0U) == 0xc0U) {
+            length = 2;
+            code = lead & 0x1fU;
+        } else if ((lead & 0xf0U) == 0xe0U) {
+            length = 3;
+            code = lead & 0x0fU;
+        } else if ((lead & 0xf8U) == 0xf0U) {
+            length = 4;
+            code = lead & 0x07U;
+        } else {
+            return false;
+        }
+        if (i + length > text.size()) {
+            return false;
+        }
+        for (std::size_t k = 1; k < length; ++k) {
+            const auto next = static_cast<unsigned char>(text[i + k]);
+            if ((next & 0xc0U) != 0x80U) {
+                return false;
+            }
+            code = (code << 6U) | (next & 0x3fU);
+        }
+        constexpr std::array<std::uint32_t, 5> kSmallest { 0, 0, 0x80, 0x800, 0x10000 };
+        if (code < kSmallest.at(length) || code > 0x10ffffU || (code >= 0xd800U && code <= 0xdfffU)) {
+            return false;
+        }
+        i += length;
+    }
+    return true;
+}
+
 class Decoder {
 public:
     explicit Decoder(std::vector<int> descriptors) : descriptors_(std::move(descriptors)) { }
@@ -137,6 +184,9 @@ public:
         if (const auto dictionary = value.dictionary()) {
             return decodeTagged(*dictionary);
         }
+        if (const auto* text = value.string(); text != nullptr && !isUTF8(*text)) {
+            return refuse("a string that is not UTF-8");
+        }
         return value;
     }
 
@@ -155,6 +205,10 @@ private:
     {
         auto decoded = std::make_shared<Dictionary>();
         for (const auto& [key, element] : dictionary) {
+            if (!isUTF8(key)) {
+                refuse("a key that is not UTF-8");
+                return nullptr;
+            }
             auto value = decode(element);
             if (!value) {
                 return nullptr;
@@ -173,7 +227,7 @@ private:
         if (dictionary.size() == 1 && key == kNullKey) {
             return Value();
         }
-        if (dictionary.size() == 1 && key == kURLKey && inner.string() != nullptr) {
+        if (dictionary.size() == 1 && key == kURLKey && inner.string() != nullptr && isUTF8(*inner.string())) {
             auto url = URL::URLWithString(*inner.string());
             return url ? std::optional<Value>(Value(std::move(*url))) : refuse("a URL that does not parse");
         }
@@ -195,7 +249,7 @@ private:
         const auto domain = fields.stringForKey("domain");
         const auto& code = fields.valueForKey("code");
         const auto& userInfo = fields.valueForKey("userInfo");
-        if (fields.size() != 3 || !domain || !code.isInteger() || !userInfo.isDictionary()) {
+        if (fields.size() != 3 || !domain || !isUTF8(*domain) || !code.isInteger() || !userInfo.isDictionary()) {
             return refuse("a malformed error");
         }
         auto decodedInfo = decodeDictionary(*userInfo.dictionary());
@@ -230,6 +284,14 @@ private:
     std::vector<int> descriptors_;
     std::string refusal_;
 };
+
+// An operation's name: letters, digits, underscores and colons.
+bool isSelector(const std::string& text)
+{
+    return !text.empty() && text.size() <= 1024 && std::ranges::all_of(text, [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == ':';
+    });
+}
 
 MessageCodec::Decoded refused(std::string reason)
 {
@@ -301,7 +363,7 @@ MessageCodec::Decoded MessageCodec::decode(std::span<const std::uint8_t> payload
     const auto arguments = fields.valueForKey("arguments").array();
     const auto& count = fields.valueForKey("descriptors");
     if (fields.size() != 5 || !kind.isInteger() || kind.int64Value() < 0 || kind.int64Value() > 2 || !number.isInteger()
-        || number.int64Value() < 0 || !selector || selector->empty() || !arguments || !count.isInteger()
+        || number.int64Value() < 0 || !selector || !isSelector(*selector) || !arguments || !count.isInteger()
         || count.int64Value() < 0 || static_cast<std::uint64_t>(count.int64Value()) > MaxDescriptors) {
         return refused("a message with missing or malformed fields");
     }
