@@ -185,6 +185,39 @@ TEST_F(ServiceProcessTest, KilledBeforeAnsweringAStopTheStopFailsOnceAndTheDeleg
     EXPECT_EQ(delegate->stops.size(), 1U);
 }
 
+TEST_F(ServiceProcessTest, AStopWhoseMovieDoesNotFitTheServicesQuotaFailsWithInsufficientStorage)
+{
+    const auto movieSize = std::filesystem::file_size(frameworkBundleDirectory() + "/srecorder.mp4");
+    const auto folder = device().resolvePath(std::string(platform::host::RecordingServiceProcess::MoviesDirectory));
+    const auto folderSize = [&folder] {
+        std::uintmax_t used = 0;
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+            used += entry.file_size(ignored);
+        }
+        return used;
+    };
+    // Room for one movie and a half.
+    process().setDiskQuota(folderSize() + movieSize + movieSize / 2);
+
+    ASSERT_EQ(start(), nullptr);
+    const auto [kept, firstError] = stop();
+    ASSERT_EQ(firstError, nullptr);
+    ASSERT_TRUE(kept.has_value());
+
+    ASSERT_EQ(start(), nullptr);
+    const auto usedBefore = folderSize();
+    const auto [movieURL, error] = stop();
+    EXPECT_FALSE(movieURL.has_value());
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->code(), -5805);
+    EXPECT_EQ(error->localizedDescription(), "Insufficient storage for recording");
+    EXPECT_FALSE(recorder->isRecording());
+    // The movie already there is kept, and nothing half-written is left beside it.
+    EXPECT_TRUE(std::filesystem::is_regular_file(device().resolvePath(kept->path())));
+    EXPECT_EQ(folderSize(), usedBefore);
+}
+
 TEST_F(ServiceProcessTest, AServiceThatSendsMalformedBytesIsDroppedAndTheStartFails)
 {
     process().setProgram(fixturesDirectory() + "/services/malformed-service.sh");

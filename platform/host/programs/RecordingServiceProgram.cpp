@@ -2,6 +2,7 @@
 
 #include "platform/foundation/Log.h"
 #include "platform/foundation/URL.h"
+#include "recording/LumoraErrors.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -16,6 +17,8 @@ namespace lumora::platform::host {
 using transport::Message;
 
 namespace {
+
+constexpr std::int64_t kInsufficientStorage = -5805;
 
 bool isBool(const Value& value)
 {
@@ -88,6 +91,8 @@ std::optional<RecordingServiceProgram::Options> RecordingServiceProgram::parse(
                 options.moviesFolder = value;
             } else if (name == "--movies-device-folder") {
                 options.moviesDeviceFolder = value;
+            } else if (name == "--quota") {
+                options.quota = std::stoull(value);
             } else if (name == "--stall-before-reply") {
                 options.stallBeforeReply = value;
             } else if (name == "--stall-fd") {
@@ -159,8 +164,9 @@ void RecordingServiceProgram::handle(const Message& message)
         reply(message, { Value() });
     } else if (message.selector.starts_with("stopRecording")) {
         recording_ = false;
-        const auto movie = finishMovie();
-        reply(message, { movie ? Value(URL::fileURLWithPath(*movie)) : Value(), Value() });
+        const auto [movie, error] = finishMovie();
+        reply(message,
+            { movie ? Value(URL::fileURLWithPath(*movie)) : Value(), Value(std::const_pointer_cast<Error>(error)) });
     } else if (message.selector.starts_with("discardRecording")) {
         if (!lastMovie_.empty()) {
             std::error_code ignored;
@@ -190,7 +196,7 @@ void RecordingServiceProgram::refuse(const Message& message, const char* why)
     connection_->close(why);
 }
 
-std::optional<std::string> RecordingServiceProgram::finishMovie()
+std::pair<std::optional<std::string>, ErrorRef> RecordingServiceProgram::finishMovie()
 {
     const auto name = fmt::format("Recording-{}-{}.mp4", ::getpid(), ++moviesWritten_);
     const auto folder = std::filesystem::path(options_.moviesFolder);
@@ -199,6 +205,18 @@ std::optional<std::string> RecordingServiceProgram::finishMovie()
     const auto partial = folder / (name + ".partial");
     std::error_code error;
     std::filesystem::create_directories(folder, error);
+    if (options_.quota) {
+        std::uintmax_t used = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+            used += entry.is_regular_file(error) ? entry.file_size(error) : 0;
+        }
+        const auto size = std::filesystem::file_size(options_.movie, error);
+        if (!error && used + size > *options_.quota) {
+            Log::error("Recording service: no room for the movie (%s of %s bytes used)", std::to_string(used),
+                std::to_string(*options_.quota));
+            return { std::nullopt, LumoraErrors::_lmUserErrorForCode_userInfo(kInsufficientStorage, nullptr) };
+        }
+    }
     std::filesystem::copy_file(options_.movie, partial, std::filesystem::copy_options::overwrite_existing, error);
     if (!error) {
         std::filesystem::rename(partial, path, error);
@@ -206,10 +224,10 @@ std::optional<std::string> RecordingServiceProgram::finishMovie()
     if (error) {
         Log::error("Recording service: the movie could not be written (%s)", error.message());
         std::filesystem::remove(partial, error);
-        return std::nullopt;
+        return {};
     }
     lastMovie_ = path.string();
-    return options_.moviesDeviceFolder + name;
+    return { options_.moviesDeviceFolder + name, nullptr };
 }
 
 } // namespace lumora::platform::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/foundation/Error.h"
 #include "platform/host/transport/Message.h"
 #include "platform/host/transport/SocketConnection.h"
 
@@ -9,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lumora::platform::host {
@@ -31,6 +33,8 @@ public:
         /// The service's movie folder: its host path and its device path.
         std::string moviesFolder;
         std::string moviesDeviceFolder;
+        /// Bytes the movie folder may hold; nullopt: no limit but the disk's.
+        std::optional<std::uint64_t> quota;
         /// For fault tests: the operation before whose answer the service
         /// stops (writing one byte to `stallDescriptor`) and waits to be killed.
         std::string stallBeforeReply;
@@ -50,8 +54,9 @@ private:
     void reply(const transport::Message& request, std::vector<Value> values);
     void refuse(const transport::Message& message, const char* why);
     /// Completes the recording's movie in the service's folder: its device
-    /// path, or nullopt when it could not be written.
-    std::optional<std::string> finishMovie();
+    /// path, or the error that kept it from being written (the folder's
+    /// quota would be exceeded: -5805), or neither when it could not be written.
+    std::pair<std::optional<std::string>, ErrorRef> finishMovie();
 
     Options options_;
     std::shared_ptr<transport::SocketConnection> connection_;

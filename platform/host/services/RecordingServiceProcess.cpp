@@ -99,6 +99,9 @@ int RecordingServiceProcess::connect()
 
     std::vector<std::string> arguments { program, "--socket", std::to_string(kSocketDescriptor), "--movie", movie,
         "--movies-folder", moviesFolder(), "--movies-device-folder", std::string(MoviesDirectory) };
+    if (diskQuota_) {
+        arguments.insert(arguments.end(), { "--quota", std::to_string(*diskQuota_) });
+    }
     posix_spawn_file_actions_t actions {};
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, childSocket, kSocketDescriptor);
@@ -138,6 +141,12 @@ void RecordingServiceProcess::setProgram(std::string path)
 {
     std::lock_guard lock(mutex_);
     program_ = std::move(path);
+}
+
+void RecordingServiceProcess::setDiskQuota(std::optional<std::uint64_t> bytes)
+{
+    std::lock_guard lock(mutex_);
+    diskQuota_ = bytes;
 }
 
 void RecordingServiceProcess::stallBeforeReplyingTo(std::string selector)
@@ -217,6 +226,7 @@ void RecordingServiceProcess::reset()
     killLocked();
     program_.clear();
     stallSelector_.clear();
+    diskQuota_.reset();
     launches_ = 0;
 }
 

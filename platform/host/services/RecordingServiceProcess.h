@@ -39,6 +39,10 @@ public:
 
     /// The program started; by default the one the build made.
     void setProgram(std::string path);
+    /// Bytes the service's movie folder may hold, from the next started
+    /// process on (nullopt: as many as the disk takes). A movie that does not
+    /// fit is not written, and the stop that asked for it fails with -5805.
+    void setDiskQuota(std::optional<std::uint64_t> bytes);
     /// The next started process stops before it answers `selector` (with
     /// colons) and waits to be killed; empty: it answers everything.
     void stallBeforeReplyingTo(std::string selector);
@@ -62,6 +66,7 @@ private:
     mutable std::mutex mutex_;
     std::string program_;
     std::string stallSelector_;
+    std::optional<std::uint64_t> diskQuota_;
     pid_t pid_ = -1;
     int stallPipe_ = -1;
     std::size_t launches_ = 0;

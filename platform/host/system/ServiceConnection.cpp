@@ -105,6 +105,9 @@ void ServiceConnection::Transport::received(const std::weak_ptr<ServiceConnectio
         socket->deliveryFinished();
         socket->close(what);
     };
+    // The message is the only owner of the objects among its arguments (an
+    // error, a file handle) until the invocation retains them.
+    const auto owned = message.arguments;
     std::shared_ptr<Invocation> invocation;
     bool isReply = false;
     if (message.kind == Message::Kind::Reply) {
