@@ -218,23 +218,36 @@ TEST_F(ServiceProcessTest, AStopWhoseMovieDoesNotFitTheServicesQuotaFailsWithIns
     EXPECT_EQ(folderSize(), usedBefore);
 }
 
-TEST_F(ServiceProcessTest, AServiceThatSendsMalformedBytesIsDroppedAndTheStartFails)
+TEST_F(ServiceProcessTest, AServiceThatMisbehavesIsDroppedAndTheWaitingStartFails)
 {
-    process().setProgram(fixturesDirectory() + "/services/malformed-service.sh");
-    LogCapture log;
-    CallbackRecorder<ErrorRef> started;
-    recorder->startRecordingWithMicrophoneEnabled_handler(true, started.callback());
-    ASSERT_TRUE(started.wait());
-    ASSERT_TRUE(runPendingDeliveries());
-    EXPECT_EQ(started.callCount(), 1U);
-    const auto error = std::get<0>(started.call());
-    ASSERT_NE(error, nullptr);
-    EXPECT_EQ(error->code(), -5803);
-    bool logged = false;
-    for (const auto& text : log.texts(platform::Log::Level::Error)) {
-        logged = logged || text.find("a malformed message") != std::string::npos;
+    // Each stand-in for the service sends one bad message as it starts and
+    // never answers the start.
+    const std::vector<std::pair<std::string, std::string>> services {
+        { "malformed-service.sh", "Connection com.lumora.recordingservice: a malformed message" },
+        { "unsolicited-reply-service.sh",
+            "ServiceConnection: a reply to a request never sent from com.lumora.recordingservice" },
+        { "ill-typed-call-service.sh",
+            "ServiceConnection: refused stopRecordingWithError:movieURL: from com.lumora.recordingservice" },
+    };
+    for (const auto& [program, logged] : services) {
+        SCOPED_TRACE(program);
+        process().setProgram(fixturesDirectory() + "/services/" + program);
+        LogCapture log;
+        CallbackRecorder<ErrorRef> started;
+        recorder->startRecordingWithMicrophoneEnabled_handler(true, started.callback());
+        ASSERT_TRUE(started.wait());
+        ASSERT_TRUE(interruptionHandled(log));
+        ASSERT_TRUE(runPendingDeliveries());
+        EXPECT_EQ(started.callCount(), 1U);
+        const auto error = std::get<0>(started.call());
+        ASSERT_NE(error, nullptr);
+        EXPECT_EQ(error->code(), -5803);
+        EXPECT_FALSE(recorder->isRecording());
+        const auto errors = log.texts(platform::Log::Level::Error);
+        EXPECT_TRUE(std::ranges::any_of(errors, [&logged](const std::string& text) {
+            return text.starts_with(logged);
+        })) << logged;
     }
-    EXPECT_TRUE(logged);
 }
 
 } // namespace
