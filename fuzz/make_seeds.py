@@ -96,6 +96,25 @@ def main():
         b"<nclients>2</nclients><publishing/></stream><nclients>3</nclients></live></application></server></rtmp>\n"))
     write("IngestClip", "srecorder.mp4", (ROOT.parent.parent / "resources" / "srecorder.mp4").read_bytes())
 
+    # Messages between the device's processes: the payload after the length prefix.
+    def message(kind, number, selector, arguments, descriptors=0):
+        return {"kind": kind, "number": number, "selector": selector, "arguments": arguments,
+                "descriptors": descriptors}
+
+    null = {"$null": True}
+    write("ServiceMessage", "request.bplist", message(0, 1, "startRecordingWindowLayerContextIDs:windowSize:"
+          "microphoneEnabled:cameraEnabled:broadcast:systemRecording:withHandler:",
+          [[7, 4294967295], 750.0, 1334.0, True, False, False, False]))
+    write("ServiceMessage", "reply.bplist", message(1, 1, "stopRecordingWithHandler:",
+          [{"$url": "file:///private/var/mobile/Library/RecordingService/Process/Recording-1.mp4"}, null]))
+    write("ServiceMessage", "call.bplist", message(2, 0, "stopRecordingWithError:movieURL:",
+          [{"$error": {"domain": "com.example", "code": -5805, "userInfo": {"note": {"$dict": {"a": null}}}}},
+           null]))
+    write("ServiceMessage", "nested.bplist", message(2, 0, "updateBroadcastServiceInfo:",
+          [{"$dict": {"viewers": 12, "list": [1, {"$dict": {}}, [null]], "blob": b"\x00\x01",
+                      "when": datetime.datetime(2020, 1, 2, 3, 4, 5), "$null": 1.5}}]))
+    write("ServiceMessage", "descriptor.bplist", message(0, 2, "frame:", [{"$fd": 0, "kind": "memory"}], 1))
+
 
 if __name__ == "__main__":
     main()

@@ -7,6 +7,7 @@
 #include "platform/system/LocalRecordingService.h"
 #include "recording/LMExtensions.h"
 #include "recording/LMScreenRecorder.h"
+#include "recording/LumoraErrors.h"
 
 #include <mutex>
 
@@ -15,6 +16,58 @@ namespace lumora {
 using platform::LocalRecordingService;
 using platform::Log;
 using platform::Value;
+
+namespace {
+
+// The name the recording service is offered under.
+constexpr const char* kRecordingServiceName = "com.lumora.recordingservice";
+
+constexpr std::int64_t kFailedToStart = -5803;
+constexpr std::int64_t kFailedDuringRecording = -5804;
+
+bool isErrorOrNull(const Value& value)
+{
+    return value.isNull() || value.objectAs<platform::Error>() != nullptr;
+}
+
+// How the answers of the service's requests are read: a start answers
+// (error, microphone granted, camera granted), a stop (movie URL, error), a
+// setup (error), a discard nothing.
+platform::ServiceConnection::Reply startReply(LMDaemonProtocol::StartHandler handler)
+{
+    return { [](const std::vector<Value>& values) {
+                return values.size() == 3 && isErrorOrNull(values[0]) && values[1].isBool() && values[2].isBool();
+            },
+        [handler = std::move(handler)](const std::vector<Value>& values, const platform::ErrorRef& failure) {
+            if (!handler) {
+                return;
+            }
+            if (failure) {
+                handler(LumoraErrors::_lmUserErrorForCode_userInfo(kFailedToStart, nullptr), false, false);
+                return;
+            }
+            handler(values[0].objectAs<platform::Error>(), values[1].boolValue(), values[2].boolValue());
+        } };
+}
+
+platform::ServiceConnection::Reply stopReply(LMDaemonProtocol::StopHandler handler)
+{
+    return { [](const std::vector<Value>& values) {
+                return values.size() == 2 && (values[0].isNull() || values[0].isURL()) && isErrorOrNull(values[1]);
+            },
+        [handler = std::move(handler)](const std::vector<Value>& values, const platform::ErrorRef& failure) {
+            if (!handler) {
+                return;
+            }
+            if (failure) {
+                handler(std::nullopt, LumoraErrors::_lmUserErrorForCode_userInfo(kFailedDuringRecording, nullptr));
+                return;
+            }
+            handler(values[0].url(), values[1].objectAs<platform::Error>());
+        } };
+}
+
+} // namespace
 
 std::shared_ptr<LMDaemonProxy> LMDaemonProxy::daemonProxy()
 {
@@ -25,6 +78,11 @@ std::shared_ptr<LMDaemonProxy> LMDaemonProxy::daemonProxy()
     std::call_once(once, [] {
         // NOLINTNEXTLINE(cppcoreguidelines-owning-memory)
         shared = new const std::shared_ptr<LMDaemonProxy>(std::make_shared<LMDaemonProxy>());
+        // Where the platform runs the service as a process of its own, it
+        // offers a connection to it; otherwise the proxy answers locally.
+        if (auto offered = platform::ServiceConnection::connectionToService(kRecordingServiceName)) {
+            (*shared)->setConnection(std::move(offered));
+        }
     });
     return *shared;
 }
@@ -38,6 +96,26 @@ void LMDaemonProxy::setConnection(std::shared_ptr<platform::ServiceConnection> c
     connection_->setDelegate(sharedFrom(this));
     connection_->setExportedInterface(clientInterface());
     connection_->setExportedObject(sharedFrom(this));
+    connection_->setInterruptionHandler([weak = weakFrom(this)] {
+        // After the failed requests' replies, which are queued on the MainQueue already.
+        platform::DispatchQueue::main().async([weak] {
+            if (const auto self = weak.lock()) {
+                self->connectionInterrupted();
+            }
+        });
+    });
+}
+
+bool LMDaemonProxy::sendsRequestsOverConnection() const
+{
+    return connection_ && connection_->carriesRequests();
+}
+
+void LMDaemonProxy::connectionInterrupted()
+{
+    // A recorder that is not recording (a start or a stop already failed) ignores it.
+    stopRecordingWithError_movieURL(
+        LumoraErrors::_lmUserErrorForCode_userInfo(kFailedDuringRecording, nullptr), std::nullopt);
 }
 
 std::shared_ptr<platform::Interface> LMDaemonProxy::clientInterface()
@@ -84,6 +162,15 @@ void LMDaemonProxy::
     for (const auto contextID : windowLayerContextIDs) {
         ids->emplace_back(contextID);
     }
+    if (sendsRequestsOverConnection()) {
+        connection_->sendRequest(
+            "startRecordingWindowLayerContextIDs:windowSize:microphoneEnabled:cameraEnabled:broadcast:systemRecording:"
+            "withHandler:",
+            { Value(ids), windowSize.width, windowSize.height, microphoneEnabled, cameraEnabled, broadcast,
+                systemRecording },
+            startReply(std::move(handler)));
+        return;
+    }
     LocalRecordingService::requestReceived(
         "startRecordingWindowLayerContextIDs:windowSize:microphoneEnabled:cameraEnabled:broadcast:systemRecording:"
         "withHandler:",
@@ -100,6 +187,19 @@ void LMDaemonProxy::
         const std::string& hostBundleID, const std::string& broadcastExtensionBundleID,
         const platform::Data& broadcastConfigurationData, const platform::DictionaryRef& userInfo, ErrorHandler handler)
 {
+    if (sendsRequestsOverConnection()) {
+        connection_->sendRequest(
+            "setupBroadcastWithHostBundleID:broadcastExtensionBundleID:broadcastConfigurationData:userInfo:handler:",
+            { hostBundleID, broadcastExtensionBundleID, broadcastConfigurationData, userInfo },
+            { [](const std::vector<Value>& values) { return values.size() == 1 && isErrorOrNull(values[0]); },
+                [handler = std::move(handler)](const std::vector<Value>& values, const platform::ErrorRef& failure) {
+                    if (handler) {
+                        handler(failure ? LumoraErrors::_lmUserErrorForCode_userInfo(kFailedToStart, nullptr)
+                                        : values[0].objectAs<platform::Error>());
+                    }
+                } });
+        return;
+    }
     LocalRecordingService::requestReceived(
         "setupBroadcastWithHostBundleID:broadcastExtensionBundleID:broadcastConfigurationData:userInfo:handler:",
         { hostBundleID, broadcastExtensionBundleID, broadcastConfigurationData, userInfo });
@@ -110,6 +210,10 @@ void LMDaemonProxy::
 
 void LMDaemonProxy::stopRecordingWithHandler(StopHandler handler)
 {
+    if (sendsRequestsOverConnection()) {
+        connection_->sendRequest("stopRecordingWithHandler:", {}, stopReply(std::move(handler)));
+        return;
+    }
     LocalRecordingService::requestReceived("stopRecordingWithHandler:", {});
     const auto answer = LocalRecordingService::answerStop(cannedMovieURL());
     if (handler) {
@@ -120,6 +224,11 @@ void LMDaemonProxy::stopRecordingWithHandler(StopHandler handler)
 void LMDaemonProxy::stopRecordingWithStartClipDuration_endClipDuration_handler(
     double startClipDuration, double endClipDuration, StopHandler handler)
 {
+    if (sendsRequestsOverConnection()) {
+        connection_->sendRequest("stopRecordingWithStartClipDuration:endClipDuration:handler:",
+            { startClipDuration, endClipDuration }, stopReply(std::move(handler)));
+        return;
+    }
     LocalRecordingService::requestReceived(
         "stopRecordingWithStartClipDuration:endClipDuration:handler:", { startClipDuration, endClipDuration });
     const auto answer = LocalRecordingService::answerStop(cannedMovieURL());
@@ -130,32 +239,64 @@ void LMDaemonProxy::stopRecordingWithStartClipDuration_endClipDuration_handler(
 
 void LMDaemonProxy::pauseRecording()
 {
+    if (sendsRequestsOverConnection()) {
+        connection_->sendMessage("pauseRecording", {});
+        return;
+    }
     LocalRecordingService::requestReceived("pauseRecording", {});
 }
 
 void LMDaemonProxy::resumeRecordingWithWindowLayerContextID(std::uint32_t windowLayerContextID)
 {
+    if (sendsRequestsOverConnection()) {
+        connection_->sendMessage("resumeRecordingWithWindowLayerContextID:", { windowLayerContextID });
+        return;
+    }
     LocalRecordingService::requestReceived("resumeRecordingWithWindowLayerContextID:", { windowLayerContextID });
 }
 
 void LMDaemonProxy::setMicrophoneEnabled(bool microphoneEnabled)
 {
+    if (sendsRequestsOverConnection()) {
+        connection_->sendMessage("setMicrophoneEnabled:", { microphoneEnabled });
+        return;
+    }
     LocalRecordingService::requestReceived("setMicrophoneEnabled:", { microphoneEnabled });
 }
 
 // The local service has no movie to throw away and deliberately never answers a discard.
-void LMDaemonProxy::discardRecordingWithHandler(DiscardHandler /*handler*/)
+void LMDaemonProxy::discardRecordingWithHandler(DiscardHandler handler)
 {
+    if (sendsRequestsOverConnection()) {
+        // A service of its own answers once the movie is gone (or it went away).
+        connection_->sendRequest("discardRecordingWithHandler:", {},
+            { [](const std::vector<Value>& values) { return values.empty(); },
+                [handler = std::move(handler)](
+                    const std::vector<Value>& /*values*/, const platform::ErrorRef& /*failure*/) {
+                    if (handler) {
+                        handler();
+                    }
+                } });
+        return;
+    }
     LocalRecordingService::requestReceived("discardRecordingWithHandler:", {});
 }
 
 void LMDaemonProxy::clientDidBecomeActiveWithBundleID(const std::string& bundleID)
 {
+    if (sendsRequestsOverConnection()) {
+        connection_->sendMessage("clientDidBecomeActiveWithBundleID:", { bundleID });
+        return;
+    }
     LocalRecordingService::requestReceived("clientDidBecomeActiveWithBundleID:", { bundleID });
 }
 
 void LMDaemonProxy::clientDidResignActiveWithBundleID(const std::string& bundleID)
 {
+    if (sendsRequestsOverConnection()) {
+        connection_->sendMessage("clientDidResignActiveWithBundleID:", { bundleID });
+        return;
+    }
     LocalRecordingService::requestReceived("clientDidResignActiveWithBundleID:", { bundleID });
 }
 

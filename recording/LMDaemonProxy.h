@@ -17,6 +17,14 @@ namespace lumora {
 /// (`platform::LocalRecordingService`), which may answer a start otherwise,
 /// as the simulated device does when told to. It also receives the service's
 /// calls and forwards them.
+///
+/// When the platform offers a connection to a recording service of its own
+/// process, the proxy keeps it as its `connection` and sends every request
+/// through it instead: replies are performed on the MainQueue, the service's
+/// calls on the connection's thread. A request the service never answers
+/// because its connection was interrupted fails (a start with -5803, a stop
+/// with -5804), and a recording the interruption cut short is reported as a
+/// stop with -5804.
 class LMDaemonProxy final : public platform::Object,
                             public platform::ServiceConnectionDelegate::Connection_handleInvocation_isReply,
                             public LMDaemonProtocol,
@@ -72,6 +80,11 @@ public:
 private:
     /// The URL of the canned movie in the framework bundle, if it is there.
     static std::optional<platform::URL> cannedMovieURL();
+    /// Whether requests go to the service over `connection` rather than
+    /// being answered here.
+    [[nodiscard]] bool sendsRequestsOverConnection() const;
+    /// The connection was interrupted: a recording going on has ended.
+    void connectionInterrupted();
 
     std::shared_ptr<platform::ServiceConnection> connection_;
 };

@@ -214,9 +214,11 @@ std::string SimulatedRecordingService::readTokenForFile(const std::string& devic
 
 void SimulatedRecordingService::reset()
 {
+    process_.reset();
     // A capture still going is let go outside the lock: it waits for its encoding.
     std::shared_ptr<ScreenCapture> capture;
     std::lock_guard lock(mutex_);
+    runsInOwnProcess_ = false;
     capture = std::move(capture_);
     movie_.reset();
     movieDevicePath_.clear();
@@ -413,6 +415,18 @@ void SimulatedRecordingService::finishScreenRecording()
     recordedAnswer_
         = LocalRecordingService::StopAnswer { written ? std::optional(URL::fileURLWithPath(path)) : std::nullopt,
               nullptr };
+}
+
+void SimulatedRecordingService::setRunsInOwnProcess(bool runsInOwnProcess)
+{
+    std::lock_guard lock(mutex_);
+    runsInOwnProcess_ = runsInOwnProcess;
+}
+
+bool SimulatedRecordingService::runsInOwnProcess() const
+{
+    std::lock_guard lock(mutex_);
+    return runsInOwnProcess_;
 }
 
 std::shared_ptr<ServiceConnection> SimulatedRecordingService::clientConnection()

@@ -6,6 +6,7 @@
 #include "platform/foundation/Value.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/media/ScreenCapture.h"
+#include "platform/host/services/RecordingServiceProcess.h"
 #include "platform/system/LocalRecordingService.h"
 #include "platform/system/ServiceConnection.h"
 
@@ -142,6 +143,16 @@ public:
     /// connection's thread like every call of the service.
     void sendMessage(const std::string& selector, std::vector<Value> arguments);
 
+    // ---- The service as a process of its own -------------------------------------------
+    /// Makes the device run the service as a process of its own
+    /// (`RecordingServiceProcess`), to which the platform then offers the
+    /// application a connection; initially, and after a reset, it does not.
+    /// Decided before the application first reaches the service.
+    void setRunsInOwnProcess(bool runsInOwnProcess);
+    [[nodiscard]] bool runsInOwnProcess() const;
+    /// The service's process: started on demand, stopped at a chosen moment, killed.
+    RecordingServiceProcess& process() { return process_; }
+
     // ---- Live broadcast ---------------------------------------------------------------
     /// Installs the upload extension `identifier` (replacing one of the same
     /// identifier), the one a setup extension names as its service's.
@@ -227,6 +238,8 @@ private:
     bool microphoneConsent_ = true;
     bool cameraConsent_ = true;
     std::shared_ptr<ServiceConnection> connection_;
+    bool runsInOwnProcess_ = false;
+    RecordingServiceProcess process_;
     bool recordsScreen_ = false;
     std::shared_ptr<ScreenCapture> capture_;
     std::shared_ptr<ScreenCapture::Movie> movie_;
