@@ -934,4 +934,30 @@ bool PropertyList::writeValueToFile(const Value& value, const std::string& path,
     return AtomicFile::writeBytes(path, data->bytes(), data->length());
 }
 
+bool PropertyList::isWithinDepth(const Value& value, int maximumDepth)
+{
+    std::vector<std::pair<const Value*, int>> pending { { &value, 0 } };
+    while (!pending.empty()) {
+        const auto [next, depth] = pending.back();
+        pending.pop_back();
+        const bool container = next->isArray() || next->isDictionary();
+        if (!container) {
+            continue;
+        }
+        if (depth + 1 > maximumDepth) {
+            return false;
+        }
+        if (const auto array = next->array()) {
+            for (const auto& element : *array) {
+                pending.emplace_back(&element, depth + 1);
+            }
+        } else if (const auto dictionary = next->dictionary()) {
+            for (const auto& entry : *dictionary) {
+                pending.emplace_back(&entry.second, depth + 1);
+            }
+        }
+    }
+    return true;
+}
+
 } // namespace lumora::platform

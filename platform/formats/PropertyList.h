@@ -42,6 +42,10 @@ public:
     /// The UID that `value` stands for, or nullopt when it stands for none.
     static std::optional<std::uint64_t> uidFromValue(const Value& value);
 
+    /// Whether `value` nests no deeper than `maximumDepth` arrays and
+    /// dictionaries. Looks without recursion, so a hostile value nested a
+    /// million deep is measured, not followed down the stack.
+    static bool isWithinDepth(const Value& value, int maximumDepth = MaximumDepth);
     /// Parses an XML or binary property list; nullopt when `data` is not one,
     /// nests deeper than `MaximumDepth`, or is a binary one with a NUL
     /// character inside a string.

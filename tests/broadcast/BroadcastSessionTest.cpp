@@ -2,6 +2,7 @@
 
 #include "broadcast/LMBroadcastConfiguration.h"
 #include "broadcast/LMBroadcastExtension.h"
+#include "platform/formats/PropertyList.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedScreens.h"
 #include "platform/host/lab/BroadcastService.h"
@@ -13,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 
 namespace lumora {
 namespace {
@@ -36,14 +38,27 @@ struct Heard {
     std::atomic<int> samples { 0 };
 };
 
+/// Nests a value `depth` dictionaries deep.
+Value nested(int depth)
+{
+    Value value(std::int64_t { 1 });
+    for (int level = 0; level < depth; ++level) {
+        value = Value(dictionary({ { "inner", value } }));
+    }
+    return value;
+}
+
 class CountingHandler final : public LMBroadcastSampleHandler {
 public:
-    explicit CountingHandler(std::shared_ptr<Heard> heard) : heard_(std::move(heard)) { }
+    explicit CountingHandler(std::shared_ptr<Heard> heard, int infoDepth = 1)
+        : heard_(std::move(heard)), infoDepth_(infoDepth)
+    { }
     void broadcastStartedWithSetupInfo(const platform::DictionaryRef& /*setupInfo*/) override { ++heard_->started; }
     void broadcastPaused() override { ++heard_->paused; }
     void broadcastResumed() override
     {
-        updateServiceInfo(dictionary({ { "viewers", Value(std::int64_t { 3 }) } }));
+        updateServiceInfo(
+            dictionary({ { "viewers", Value(std::int64_t { 3 }) }, { "detail", nested(infoDepth_ - 1) } }));
         ++heard_->resumed;
     }
     void broadcastFinished() override { ++heard_->finished; }
@@ -55,6 +70,7 @@ public:
 
 private:
     std::shared_ptr<Heard> heard_;
+    int infoDepth_;
 };
 
 class BroadcastSessionTest : public ::testing::Test {
@@ -84,6 +100,13 @@ protected:
         LMDaemonProxy::daemonProxy()->setConnection(nullptr);
         EXPECT_TRUE(test::runPendingDeliveries());
         test::prepareDevice();
+    }
+
+    // Replaces the service's upload extension with `factory`.
+    static void installUpload(SimulatedRecordingService::UploadHandlerFactory factory)
+    {
+        SimulatedDevice::shared().recordingService().installUploadExtension(
+            "com.example.session.upload", SimulatedRecordingService::UploadKind::SampleBuffer, std::move(factory));
     }
 
     std::shared_ptr<Heard> heard_ = std::make_shared<Heard>();
@@ -124,6 +147,47 @@ TEST_F(BroadcastSessionTest, SaysWhyItCouldNotGoLive)
     EXPECT_EQ(error->code(), BroadcastSession::NoPickerErrorCode);
     EXPECT_EQ(session->controller(), nullptr);
     EXPECT_NE(session->finish(), nullptr);
+}
+
+// An upload extension whose code fails, or whose answers are too deep to
+// decode, costs it its requests and its service information, never the app.
+TEST_F(BroadcastSessionTest, AnExtensionThatCannotMakeAHandlerOrNestsItsInformationTooDeepIsContained)
+{
+    const test::LogCapture log;
+    auto calls = std::make_shared<std::atomic<int>>(0);
+    installUpload([heard = heard_, calls]() -> std::shared_ptr<platform::ExtensionRequestHandling> {
+        // Every other request: throws, then makes nothing.
+        const int call = (*calls)++;
+        if (call % 3 == 1) {
+            throw std::runtime_error("no handler today");
+        }
+        if (call % 3 == 2) {
+            return nullptr;
+        }
+        return std::make_shared<CountingHandler>(heard, platform::PropertyList::MaximumDepth + 1);
+    });
+    const auto session = BroadcastSession::make();
+    ASSERT_EQ(session->goLive("com.example.session.setup"), nullptr);
+    session->run(0.6);
+    session->pause();
+    session->resume();
+    EXPECT_EQ(session->finish(), nullptr);
+
+    EXPECT_GT(heard_->samples, 0);
+    EXPECT_TRUE(session->serviceInfo().empty());
+    EXPECT_FALSE(session->stoppedBySystem());
+    EXPECT_GE(log.count("Recording service: the upload extension made no handler for its request"), 2U);
+    EXPECT_TRUE(log.contains("Extension: making an upload handler threw (no handler today); the request fails as if "
+                             "the extension had crashed"));
+
+    // The same information a level shallower arrives.
+    installUpload(
+        [heard = heard_] { return std::make_shared<CountingHandler>(heard, platform::PropertyList::MaximumDepth); });
+    ASSERT_EQ(session->goLive("com.example.session.setup"), nullptr);
+    session->pause();
+    session->resume();
+    EXPECT_EQ(session->finish(), nullptr);
+    EXPECT_EQ(session->serviceInfo().size(), 1U);
 }
 
 } // namespace

@@ -168,6 +168,27 @@ TEST(PropertyList, RefusesNestingBeyondTheLimitInBothForms)
     }
 }
 
+TEST(PropertyList, MeasuresTheDepthOfAValueWithoutFollowingItDownTheStack)
+{
+    const auto nest = [](int depth) {
+        Value value(true);
+        for (int level = 0; level < depth; ++level) {
+            value = Value(std::make_shared<const Array>(Array { value }));
+        }
+        return value;
+    };
+    EXPECT_TRUE(PropertyList::isWithinDepth(Value(std::int64_t { 1 }), 0));
+    EXPECT_TRUE(PropertyList::isWithinDepth(nest(PropertyList::MaximumDepth)));
+    EXPECT_FALSE(PropertyList::isWithinDepth(nest(PropertyList::MaximumDepth + 1)));
+    // Deep enough that following it down the stack would overflow it.
+    auto deep = nest(200000);
+    EXPECT_FALSE(PropertyList::isWithinDepth(deep));
+    // Taking it apart from the top keeps its destruction off the stack too.
+    while (const auto array = deep.array()) {
+        deep = array->empty() ? Value() : (*array)[0];
+    }
+}
+
 TEST(PropertyList, RefusesBrokenTablesReferencesAndDates)
 {
     BinaryPlist valid;

@@ -1,11 +1,14 @@
 #include "platform/host/services/SimulatedRecordingService.h"
 
+#include "platform/extensions/Extension.h"
 #include "platform/formats/Coding.h"
 #include "platform/formats/KeyedUnarchiver.h"
+#include "platform/formats/PropertyList.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/DispatchQueue.h"
 #include "platform/foundation/Log.h"
 #include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/extensions/ExtensionBoundary.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/services/SimulatedBroadcastPicker.h"
 #include "platform/media/SampleBuffer.h"
@@ -621,8 +624,18 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
     std::function<bool(const ExtensionRequest::Outcome&)> readReply)
 {
     deliveryQueue().async([this, factory, items = std::move(items), readReply = std::move(readReply)] {
-        auto handler = factory ? factory() : nullptr;
+        std::shared_ptr<ExtensionRequestHandling> handler;
+        if (factory) {
+            ExtensionBoundary::run("making an upload handler", [&factory, &handler] { handler = factory(); });
+        }
         if (!handler) {
+            // The extension could not take the request: it fails, as a request
+            // whose extension did not launch does on a device.
+            Log::error("Recording service: the upload extension made no handler for its request");
+            if (readReply) {
+                readReply(ExtensionRequest::Outcome { {},
+                    Error::errorWithDomain(std::string(Extension::ErrorDomain), Extension::LaunchFailedErrorCode) });
+            }
             return;
         }
         const ExtensionRequest request(items);
@@ -638,7 +651,13 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
         if (const auto info
             = ExtensionRequest::loadValueOfItem(outcome->returnedItems, LMBroadcastExtensionKeyExtensionServiceInfo);
             info && info->dictionary()) {
-            announceBroadcastServiceInfo(info->dictionary());
+            if (!PropertyList::isWithinDepth(*info)) {
+                Log::error("Recording service: the upload extension's service information nests deeper than %i "
+                           "levels; it is dropped",
+                    PropertyList::MaximumDepth);
+            } else {
+                announceBroadcastServiceInfo(info->dictionary());
+            }
         }
     });
 }
