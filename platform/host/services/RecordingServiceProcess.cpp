@@ -1,5 +1,7 @@
 #include "platform/host/services/RecordingServiceProcess.h"
 
+#include "platform/host/system/TemporaryFolder.h"
+
 #include "platform/foundation/Log.h"
 #include "platform/host/device/SimulatedDevice.h"
 
@@ -33,34 +35,10 @@ constexpr int kSocketDescriptor = 3;
 constexpr int kStallDescriptor = 4;
 constexpr std::string_view kFrameworkDevicePath = "/System/Library/Frameworks/Lumora.framework";
 
-// The host folder behind the process's movie folder, removed at exit.
-class MoviesFolder {
-public:
-    MoviesFolder()
-        : path_(
-            (std::filesystem::temp_directory_path() / fmt::format("lumora-recording-service-process-{}", ::getpid()))
-                .string())
-    { }
-    ~MoviesFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    MoviesFolder(const MoviesFolder&) = delete;
-    MoviesFolder& operator=(const MoviesFolder&) = delete;
-    MoviesFolder(MoviesFolder&&) = delete;
-    MoviesFolder& operator=(MoviesFolder&&) = delete;
-
-    [[nodiscard]] const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
+// The host folder behind the process's movie folder.
 const std::string& moviesFolder()
 {
-    static const MoviesFolder folder;
-    return folder.path();
+    return TemporaryFolder::named("lumora-recording-service-process");
 }
 
 // A copy of `descriptor` above the descriptors the program expects, so that

@@ -2,6 +2,7 @@
 
 #include "platform/formats/AtomicFile.h"
 #include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/system/TemporaryFolder.h"
 #include "platform/media/PhotoLibrary.h"
 
 #include <filesystem>
@@ -13,30 +14,12 @@ namespace lumora::platform::host {
 namespace fs = std::filesystem;
 
 namespace {
+
 ErrorRef photoLibraryError(std::int64_t code)
 {
     return Error::errorWithDomain(std::string(PhotoLibrary::ErrorDomain), code);
 }
 
-// Removes a folder, and everything in it, when the process ends. It keeps a
-// path of its own: the library itself is never destroyed, since a save may
-// still be going on a platform thread while the process exits.
-class FolderRemovalAtExit {
-public:
-    explicit FolderRemovalAtExit(std::string path) : path_(std::move(path)) { }
-    ~FolderRemovalAtExit()
-    {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    FolderRemovalAtExit(const FolderRemovalAtExit&) = delete;
-    FolderRemovalAtExit& operator=(const FolderRemovalAtExit&) = delete;
-    FolderRemovalAtExit(FolderRemovalAtExit&&) = delete;
-    FolderRemovalAtExit& operator=(FolderRemovalAtExit&&) = delete;
-
-private:
-    std::string path_;
-};
 } // namespace
 
 void SimulatedPhotoLibrary::reset()
@@ -63,9 +46,7 @@ std::string SimulatedPhotoLibrary::directoryLocked() const
         return *chosenDirectory_;
     }
     if (ownDirectory_.empty()) {
-        ownDirectory_ = (fs::temp_directory_path() / fmt::format("lumora-photo-library-{}", ::getpid())).string();
-        // The library's own folder is named once per process.
-        static const FolderRemovalAtExit removal(ownDirectory_);
+        ownDirectory_ = TemporaryFolder::named("lumora-photo-library");
     }
     return ownDirectory_;
 }

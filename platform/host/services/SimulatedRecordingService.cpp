@@ -11,6 +11,7 @@
 #include "platform/host/extensions/ExtensionBoundary.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/services/SimulatedBroadcastPicker.h"
+#include "platform/host/system/TemporaryFolder.h"
 #include "platform/media/SampleBuffer.h"
 #include "platform/system/Bundle.h"
 #include "recording/LMExtensions.h"
@@ -75,37 +76,10 @@ DispatchQueue& deliveryQueue()
     return **queue;
 }
 
-// The host folder that the service's movies folder is mounted onto: one of
-// its own in the temporary directory, removed with the movies when the
-// process ends.
-class MoviesFolder {
-public:
-    MoviesFolder()
-        : path_(
-            (std::filesystem::temp_directory_path() / fmt::format("lumora-recording-service-{}", ::getpid())).string())
-    { }
-    ~MoviesFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    MoviesFolder(const MoviesFolder&) = delete;
-    MoviesFolder& operator=(const MoviesFolder&) = delete;
-    MoviesFolder(MoviesFolder&&) = delete;
-    MoviesFolder& operator=(MoviesFolder&&) = delete;
-
-    [[nodiscard]] const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
+// The host folder that the service's movies folder is mounted onto.
 const std::string& moviesFolder()
 {
-    static const MoviesFolder folder;
-    std::error_code ignored;
-    std::filesystem::create_directories(folder.path(), ignored);
-    return folder.path();
+    return TemporaryFolder::named("lumora-recording-service");
 }
 
 bool argumentIsTrue(const std::vector<Value>& arguments, std::size_t index)
