@@ -42,6 +42,9 @@ public:
     static constexpr std::int64_t ClassNotLoadedErrorCode = 3;
     /// The extension could not start its side of the request.
     static constexpr std::int64_t LaunchFailedErrorCode = 4;
+    /// The extension's code failed while it handled the request (on a device
+    /// its process ended), so the request ended without its answer.
+    static constexpr std::int64_t RequestFailedErrorCode = 5;
 
     /// Attribute keys.
     /// The extension point the extension serves (a string).

@@ -1,5 +1,7 @@
 #include "platform/formats/PropertyList.h"
 
+#include "platform/formats/AtomicFile.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -925,10 +927,7 @@ bool PropertyList::writeValueToFile(const Value& value, const std::string& path,
     if (!data) {
         return false;
     }
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(data->bytes()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
-        static_cast<std::streamsize>(data->length()));
-    return static_cast<bool>(file);
+    return AtomicFile::writeBytes(path, data->bytes(), data->length());
 }
 
 } // namespace lumora::platform

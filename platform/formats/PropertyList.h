@@ -39,8 +39,9 @@ public:
     /// Reads a property-list file; nullopt when the file is missing or unreadable.
     static std::optional<Value> valueWithContentsOfFile(const std::string& path);
     /// Writes the image of `value` in `format` to the file at `path`, replacing
-    /// it; false when `value` has no property-list form or the file cannot be
-    /// written.
+    /// it whole (through a temporary file renamed onto it, so a failure leaves
+    /// the old file); false when `value` has no property-list form or the file
+    /// cannot be written.
     static bool writeValueToFile(const Value& value, const std::string& path, Format format);
 };
 

@@ -1,9 +1,11 @@
 #include "platform/extensions/Extension.h"
 
 #include "platform/extensions/ExtensionConnection.h"
+#include "platform/formats/TypeIdentifier.h"
 #include "platform/foundation/DispatchQueue.h"
 #include "platform/foundation/Interface.h"
 #include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/services/SimulatedExtensions.h"
 #include "tests/harness/Harness.h"
 
@@ -11,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <mutex>
+#include <stdexcept>
 
 namespace lumora::platform {
 namespace {
@@ -100,6 +103,89 @@ TEST_F(Extensions, MessagesArriveInOrderOffTheMainQueueUntilTheExtensionEndsTheR
     ASSERT_TRUE(undeliverable.wait());
     EXPECT_EQ(std::get<0>(undeliverable.call())->code(), ExtensionConnection::ConnectionInvalidErrorCode);
     EXPECT_EQ(taker->count(), 50U);
+}
+
+// On a device a throwing extension ends only its own process: here the throw
+// is stopped where the device calls into the extension, and the request fails.
+TEST_F(Extensions, WhatAnExtensionThrowsFailsItsRequestAndNothingElse)
+{
+    const test::LogCapture log;
+    host::SimulatedDevice::shared().extensions().installExtension(
+        std::string(kIdentifier), nullptr, [](const host::ExtensionRequestSide&) -> std::shared_ptr<ViewController> {
+            throw std::runtime_error("factory broke");
+        });
+    const auto [ignored, controller, error] = instantiate();
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->code(), Extension::LaunchFailedErrorCode);
+
+    // A message handler that throws: the sender hears the connection is gone.
+    host::SimulatedDevice::shared().extensions().installExtension(
+        std::string(kIdentifier), nullptr, [](const host::ExtensionRequestSide& side) {
+            auto described = Interface::interfaceWithProtocolName("Throwing");
+            described->addOperation("note:", [](const ObjectRef&, const std::vector<Value>&) -> bool {
+                throw std::logic_error("handler broke");
+            });
+            side.hostViewConnection->setExportedInterface(described);
+            return std::make_shared<NoteTaker>();
+        });
+    const auto [requestIdentifier, remote, instantiated] = instantiate();
+    ASSERT_EQ(instantiated, nullptr);
+    test::CallbackRecorder<ErrorRef> failed;
+    remote->serviceViewControllerConnection()
+        ->remoteObjectProxyWithErrorHandler(failed.callback())
+        ->sendMessage("note:", { "1" });
+    ASSERT_TRUE(failed.wait());
+    EXPECT_EQ(std::get<0>(failed.call())->code(), ExtensionConnection::ConnectionInvalidErrorCode);
+    EXPECT_FALSE(remote->serviceViewControllerConnection()->isValid());
+
+    // An extension that ends its request twice: the first ending stands.
+    const auto request = host::SimulatedDevice::shared().extensions().requestWithIdentifier(requestIdentifier);
+    ASSERT_TRUE(request);
+    const auto item = host::ExtensionRequest::labelledItem("first", Value(1));
+    request->extensionContext->completeRequestReturningItems_completionHandler({ item }, nullptr);
+    request->extensionContext->cancelRequestWithError(Error::errorWithDomain("Test", 1));
+    ASSERT_TRUE(test::runPendingDeliveries());
+    const auto outcome = host::SimulatedDevice::shared().extensions().outcomeOfRequest(requestIdentifier);
+    ASSERT_TRUE(outcome);
+    EXPECT_EQ(outcome->error, nullptr);
+    EXPECT_EQ(outcome->returnedItems, ExtensionItems { item });
+
+    const auto texts = log.texts(Log::Level::Error);
+    const auto mentions = [&texts](std::string_view text) {
+        return std::count_if(texts.begin(), texts.end(),
+            [text](const std::string& entry) { return entry.find(text) != std::string::npos; });
+    };
+    EXPECT_EQ(mentions("factory broke"), 1);
+    EXPECT_EQ(mentions("handler broke"), 1);
+    EXPECT_EQ(mentions("already ended"), 1);
+}
+
+class ThrowingHandler final : public ExtensionRequestHandling {
+public:
+    void beginRequestWithExtensionContext(const std::shared_ptr<ExtensionContext>& context) override
+    {
+        // A load whose completion throws, then a throw out of the hook itself.
+        context->inputItems().front()->attachments().front()->loadItemForTypeIdentifier_options_completionHandler(
+            std::string(TypeIdentifier::Data), nullptr,
+            [](const Value&, const ErrorRef&) { throw std::runtime_error("completion broke"); });
+        throw std::runtime_error("hook broke");
+    }
+};
+
+TEST(ExtensionRequest, AHandlerThatThrowsFailsTheRequestAndThePlatformGoesOn)
+{
+    const test::LogCapture log;
+    const host::ExtensionRequest request({ host::ExtensionRequest::labelledItem("Label", Value(7)) });
+    request.beginWithHandler(std::make_shared<ThrowingHandler>());
+    const auto outcome = request.waitForOutcome();
+    ASSERT_TRUE(outcome);
+    ASSERT_NE(outcome->error, nullptr);
+    EXPECT_EQ(outcome->error->domain(), Extension::ErrorDomain);
+    EXPECT_EQ(outcome->error->code(), Extension::RequestFailedErrorCode);
+    ASSERT_TRUE(test::runPendingDeliveries());
+    // The platform's threads still deliver.
+    EXPECT_EQ(host::ExtensionRequest::loadValueOfItem(request.context()->inputItems(), "Label"), Value(7));
+    EXPECT_TRUE(log.count("Platform: a delivery threw (completion broke); its process would have ended") == 1);
 }
 
 } // namespace

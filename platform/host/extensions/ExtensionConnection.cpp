@@ -2,7 +2,10 @@
 
 #include "platform/foundation/DispatchQueue.h"
 #include "platform/foundation/Log.h"
+#include "platform/host/extensions/ExtensionBoundary.h"
 #include "platform/host/foundation/PlatformThreads.h"
+
+#include <fmt/format.h>
 
 #include <mutex>
 
@@ -124,7 +127,15 @@ void ExtensionConnection::deliver(
         fail(UnknownOperationErrorCode);
         return;
     }
-    if (!interface->perform(selector, object, arguments)) {
+    bool performed = false;
+    if (host::ExtensionBoundary::run(fmt::format("handling {} of {}", selector, interface->protocolName()),
+            [&] { performed = interface->perform(selector, object, arguments); })) {
+        // The receiver's process would have ended: the connection with it is gone.
+        invalidate();
+        fail(ConnectionInvalidErrorCode);
+        return;
+    }
+    if (!performed) {
         Log::error("ExtensionConnection: refused %s for %s: the arguments do not fit the operation", selector,
             interface->protocolName());
         fail(MalformedMessageErrorCode);

@@ -1,6 +1,8 @@
 #include "platform/host/extensions/ExtensionRequest.h"
 
+#include "platform/extensions/Extension.h"
 #include "platform/formats/TypeIdentifier.h"
+#include "platform/host/extensions/ExtensionBoundary.h"
 #include "platform/host/foundation/PlatformThreads.h"
 
 #include <string>
@@ -13,6 +15,9 @@ ExtensionRequest::ExtensionRequest(ExtensionItems inputItems)
           {
               std::lock_guard lock(state->mutex);
               state->endings.push_back(outcome);
+              if (state->endings.size() > 1) {
+                  ExtensionBoundary::logRequestEndedAgain();
+              }
           }
           state->hasEnded.store(true, std::memory_order_release);
           state->ended.notify_all();
@@ -21,7 +26,13 @@ ExtensionRequest::ExtensionRequest(ExtensionItems inputItems)
 
 void ExtensionRequest::beginWithHandler(const std::shared_ptr<ExtensionRequestHandling>& handler) const
 {
-    postToPlatformThread([handler, context = context_] { handler->beginRequestWithExtensionContext(context); });
+    postToPlatformThread([handler, context = context_] {
+        if (ExtensionBoundary::run(
+                "beginning a request", [&handler, &context] { handler->beginRequestWithExtensionContext(context); })) {
+            context->cancelRequestWithError(
+                Error::errorWithDomain(std::string(Extension::ErrorDomain), Extension::RequestFailedErrorCode));
+        }
+    });
 }
 
 bool ExtensionRequest::hasEnded() const

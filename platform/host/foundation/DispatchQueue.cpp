@@ -3,6 +3,7 @@
 // clang-format on
 #include "platform/foundation/DispatchQueue.h"
 
+#include "platform/foundation/Log.h"
 #include "platform/host/device/SimulatedProcess.h"
 #include "platform/host/foundation/PlatformThreads.h"
 
@@ -13,6 +14,7 @@
 #include <boost/asio/strand.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <thread>
 
@@ -256,8 +258,21 @@ void postToPlatformThread(std::function<void()> task)
     // Never destroyed, like the MainQueue: deliveries may chain while the process exits.
     // NOLINTNEXTLINE(cppcoreguidelines-owning-memory,cppcoreguidelines-avoid-non-const-global-variables)
     static auto* platformQueue = new ConcurrentQueue("com.lumora.platform.delivery");
-    // A delivery belongs to the process that asked for it.
-    platformQueue->async(SimulatedProcess::bindToCurrentProcess(std::move(task)));
+    // A delivery belongs to the process that asked for it. What it throws
+    // would end that process on a device (an extension's, as a rule, whose
+    // code runs in this one here): the platform's threads log it and go on.
+    platformQueue->async([task = SimulatedProcess::bindToCurrentProcess(std::move(task))] {
+        std::string thrown;
+        try {
+            task();
+            return;
+        } catch (const std::exception& exception) {
+            thrown = exception.what();
+        } catch (...) {
+            thrown = "an exception of unknown type";
+        }
+        Log::error("Platform: a delivery threw (%s); its process would have ended", thrown);
+    });
 }
 
 bool waitForPlatformThreadsIdle(std::chrono::milliseconds timeout)

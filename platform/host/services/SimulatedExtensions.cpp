@@ -3,6 +3,7 @@
 #include "platform/foundation/Runtime.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedProcess.h"
+#include "platform/host/extensions/ExtensionBoundary.h"
 #include "platform/host/foundation/PlatformThreads.h"
 
 #include <algorithm>
@@ -318,7 +319,10 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
             std::vector<std::function<void(const ExtensionContext::Outcome&)>> observers;
             {
                 std::lock_guard lock(mutex_);
-                outcomes_.emplace(requestIdentifier, outcome);
+                if (!outcomes_.emplace(requestIdentifier, outcome).second) {
+                    ExtensionBoundary::logRequestEndedAgain();
+                    return;
+                }
                 const auto [first, last] = outcomeObservers_.equal_range(requestIdentifier);
                 for (auto observer = first; observer != last; ++observer) {
                     observers.push_back(std::move(observer->second));
@@ -338,8 +342,10 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
     if (installed->factory) {
         // The extension's code starts in the extension's own process.
         const SimulatedProcess::Scope process(installed->bundle);
-        extensionViewController
-            = installed->factory(ExtensionRequestSide { request.identifier, extensionContext, extensionView });
+        ExtensionBoundary::run("starting its side of a request", [&] {
+            extensionViewController
+                = installed->factory(ExtensionRequestSide { request.identifier, extensionContext, extensionView });
+        });
     }
     if (!extensionViewController) {
         answer(request.identifier, remoteViewController, extensionError(Extension::LaunchFailedErrorCode));

@@ -1,5 +1,6 @@
 #include "platform/host/services/SimulatedPhotoLibrary.h"
 
+#include "platform/formats/AtomicFile.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/media/PhotoLibrary.h"
 
@@ -91,7 +92,7 @@ ErrorRef SimulatedPhotoLibrary::saveMovie(const std::string& devicePath)
     for (int copy = 2; fs::exists(destination, error); ++copy) {
         destination = directory / fmt::format("{}-{}{}", source.stem().string(), copy, source.extension().string());
     }
-    if (!fs::copy_file(source, destination, error) || error) {
+    if (!AtomicFile::copyFile(source.string(), destination.string(), false)) {
         return photoLibraryError(PhotoLibrary::WriteFailedErrorCode);
     }
     saved_.push_back(destination.string());

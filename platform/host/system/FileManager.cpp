@@ -1,5 +1,6 @@
 #include "platform/system/FileManager.h"
 
+#include "platform/formats/AtomicFile.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedFileSystem.h"
 
@@ -8,6 +9,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <mutex>
 #include <string_view>
 #include <sys/stat.h>
@@ -157,12 +159,29 @@ int moveEntry(const std::string& source, const std::string& destination)
     if (number != EXDEV) {
         return number;
     }
-    // Another file system: copy, then remove the original.
+    // Another file system: copy, then remove the original. The copy is made
+    // under a temporary name and renamed into place, so a failure part way
+    // leaves nothing under the destination's name.
+    struct stat original { };
+    if (::lstat(source.c_str(), &original) != 0) {
+        return errno;
+    }
+    if (S_ISREG(original.st_mode)) {
+        if (!AtomicFile::copyFile(source, destination, false)) {
+            return errno != 0 ? errno : EIO;
+        }
+        return removeEntry(AT_FDCWD, source.c_str(), 0);
+    }
+    const std::filesystem::path target(destination);
+    const auto partial
+        = (target.parent_path() / fmt::format(".{}.{}.partial", target.filename().string(), ::getpid())).string();
     std::error_code code;
-    std::filesystem::copy(source, destination,
-        std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks, code);
-    if (code) {
-        return code.value();
+    std::filesystem::copy(
+        source, partial, std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks, code);
+    if (code || ::renameat2(AT_FDCWD, partial.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) != 0) {
+        const int failure = code ? code.value() : errno;
+        removeEntry(AT_FDCWD, partial.c_str(), 0);
+        return failure;
     }
     return removeEntry(AT_FDCWD, source.c_str(), 0);
 }

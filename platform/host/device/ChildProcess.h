@@ -1,0 +1,91 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace lumora::platform::host {
+
+/// A process of the device's own (an extension's or a system service's),
+/// started from a program file and kept under a memory ceiling that the
+/// kernel enforces, as a device keeps each extension under the ceiling of its
+/// kind: crossing it ends the process.
+///
+/// The ceiling is a memory control group made for the process: cgroup v2's
+/// `memory.max` where the machine's unified hierarchy offers the memory
+/// controller, otherwise cgroup v1's `memory.limit_in_bytes` where the v1
+/// memory controller is mounted writable. Without either it is a resource
+/// limit on the data segment, which a sanitizer build cannot live under (it
+/// reserves terabytes of shadow memory), so that build runs without one.
+/// The group also measures the process's peak memory; without a group the
+/// peak is the kernel's maximum resident set size of the process.
+///
+/// Destroying the object kills a process still running and reaps it.
+class ChildProcess {
+public:
+    /// How the ceiling is enforced.
+    enum class Ceiling : std::uint8_t { None, ControlGroupV2, ControlGroupV1, ResourceLimit };
+
+    /// How the process ended.
+    struct Exit {
+        /// The exit status, when it exited.
+        std::optional<int> status;
+        /// The signal that ended it, when one did.
+        std::optional<int> signal;
+        /// True when the kernel ended it for crossing its memory ceiling.
+        bool crossedCeiling = false;
+        /// Its peak memory in bytes (resident, or charged to its group).
+        std::size_t peakMemory = 0;
+    };
+
+    /// What to start.
+    struct Launch {
+        /// The program file and its arguments (without the program's name).
+        std::string program;
+        std::vector<std::string> arguments;
+        /// Descriptors of this process handed to the child: each first one
+        /// appears in the child under the second number (3 or above).
+        std::vector<std::pair<int, int>> descriptors;
+        /// The memory ceiling in bytes; none when absent.
+        std::optional<std::size_t> memoryCeiling;
+    };
+
+    /// Starts the process; null (and `failure` says why) when it cannot.
+    static std::unique_ptr<ChildProcess> launch(const Launch& launch, std::string* failure = nullptr);
+
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+    ChildProcess(ChildProcess&&) = delete;
+    ChildProcess& operator=(ChildProcess&&) = delete;
+    ~ChildProcess();
+
+    [[nodiscard]] pid_t pid() const { return pid_; }
+    [[nodiscard]] Ceiling ceiling() const { return ceiling_; }
+    /// The memory the process holds now, in bytes (resident, or charged to
+    /// its group); 0 once it has ended.
+    [[nodiscard]] std::size_t currentMemory() const;
+
+    /// Waits, at most `timeout`, for the process to end; how it ended, or
+    /// nullopt while it still runs. Once it has ended every call answers the same.
+    std::optional<Exit> waitForExit(std::chrono::milliseconds timeout);
+    /// Sends `signal` to the process if it still runs.
+    void signal(int signal) const;
+
+private:
+    ChildProcess() = default;
+    void finish(int waitStatus, std::size_t maxResident);
+
+    pid_t pid_ = -1;
+    int pidDescriptor_ = -1;
+    Ceiling ceiling_ = Ceiling::None;
+    std::string group_;
+    std::optional<Exit> exit_;
+};
+
+} // namespace lumora::platform::host
