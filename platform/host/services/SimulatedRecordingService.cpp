@@ -11,6 +11,7 @@
 #include "platform/media/SampleBuffer.h"
 #include "platform/system/Bundle.h"
 #include "recording/LMExtensions.h"
+#include "recording/LumoraErrors.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
 #include <fmt/format.h>
@@ -34,6 +35,7 @@ constexpr std::string_view kStartMessage
 constexpr std::size_t kStartMicrophoneArgument = 3;
 constexpr std::size_t kStartBroadcastArgument = 5;
 constexpr std::string_view kPayloadLabel = "payload";
+constexpr std::int64_t kFailedDuringRecording = -5804;
 constexpr auto kFramesPerPayload = static_cast<std::int64_t>(
     SimulatedRecordingService::PayloadInterval * SimulatedRecordingService::AudioSampleRate);
 
@@ -453,7 +455,18 @@ void SimulatedRecordingService::installUploadExtension(
     std::string identifier, UploadKind kind, UploadHandlerFactory factory)
 {
     std::lock_guard lock(mutex_);
-    uploadExtensions_[std::move(identifier)] = UploadExtension { kind, std::move(factory) };
+    uploadExtensions_[std::move(identifier)] = UploadExtension { kind, std::move(factory), nullptr };
+}
+
+std::shared_ptr<ExtensionHostProcess> SimulatedRecordingService::installUploadExtensionOutOfProcess(
+    std::string identifier, UploadKind kind, std::string bundlePath)
+{
+    ExtensionHostProcess::Settings settings;
+    settings.bundlePath = std::move(bundlePath);
+    auto process = std::make_shared<ExtensionHostProcess>(identifier, std::move(settings));
+    std::lock_guard lock(mutex_);
+    uploadExtensions_[std::move(identifier)] = UploadExtension { kind, nullptr, process };
+    return process;
 }
 
 bool SimulatedRecordingService::isBroadcasting() const
@@ -597,7 +610,7 @@ void SimulatedRecordingService::sendPayloads()
     if (broadcast_->microphone) {
         payloads.push_back(audioPayload(LMBroadcastSampleTypeAudioMic, start));
     }
-    deliver(broadcast_->extension.factory,
+    deliver(broadcast_->extension,
         { ExtensionRequest::labelledItem(kPayloadLabel, Value(std::make_shared<const Array>(std::move(payloads)))) });
     scheduleNextPayloadsLocked();
 }
@@ -608,21 +621,41 @@ void SimulatedRecordingService::deliverAction(std::int64_t action, bool withSetu
     if (withSetupInfo && broadcast_->setupInfo) {
         entries.emplace(LMBroadcastExtensionKeyExtensionUserInfo, Value(broadcast_->setupInfo));
     }
-    deliver(
-        broadcast_->extension.factory, { ExtensionRequest::labelledItem(kPayloadLabel, payload(std::move(entries))) });
+    deliver(broadcast_->extension, { ExtensionRequest::labelledItem(kPayloadLabel, payload(std::move(entries))) });
 }
 
-void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, ExtensionItems items,
-    std::function<bool(const ExtensionRequest::Outcome&)> readReply)
+void SimulatedRecordingService::deliver(const UploadExtension& extension, ExtensionItems items,
+    std::function<bool(const ExtensionRequest::Outcome&)> readReply,
+    std::vector<ExtensionHostProcess::HandedFile> files)
 {
-    deliveryQueue().async([this, factory, items = std::move(items), readReply = std::move(readReply)] {
-        auto handler = factory ? factory() : nullptr;
-        if (!handler) {
-            return;
+    // Called with the lock held, while the broadcast is live or just finishing.
+    const auto broadcastNumber = broadcast_ ? broadcast_->number : 0;
+    deliveryQueue().async([this, factory = extension.factory, process = extension.process, broadcastNumber,
+                              items = std::move(items), readReply = std::move(readReply), files = std::move(files)] {
+        std::optional<ExtensionRequest::Outcome> outcome;
+        if (process) {
+            {
+                std::lock_guard lock(mutex_);
+                if (broadcastNumber != 0 && broadcastNumber == failedBroadcast_) {
+                    return;
+                }
+            }
+            std::string failure;
+            outcome = process->perform(items, files, &failure);
+            if (!outcome) {
+                Log::error("Recording service: the upload extension failed: %s", failure);
+                endBroadcastAfterExtensionFailure(broadcastNumber);
+                return;
+            }
+        } else {
+            auto handler = factory ? factory() : nullptr;
+            if (!handler) {
+                return;
+            }
+            const ExtensionRequest request(items);
+            request.beginWithHandler(handler);
+            outcome = request.waitForOutcome();
         }
-        const ExtensionRequest request(items);
-        request.beginWithHandler(handler);
-        const auto outcome = request.waitForOutcome();
         if (!outcome) {
             Log::error("Recording service: the upload extension did not complete its request");
             return;
@@ -636,6 +669,21 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
             announceBroadcastServiceInfo(info->dictionary());
         }
     });
+}
+
+void SimulatedRecordingService::endBroadcastAfterExtensionFailure(std::uint64_t broadcastNumber)
+{
+    {
+        std::lock_guard lock(mutex_);
+        failedBroadcast_ = broadcastNumber;
+        if (!broadcast_ || broadcast_->number != broadcastNumber) {
+            return;
+        }
+        broadcast_.reset();
+    }
+    // The service's own error in the framework's domain; the framework's
+    // stop path reports it to the application as it is.
+    announceStop(Error::errorWithDomain(std::string(LMRecordingErrorDomain), kFailedDuringRecording), std::nullopt);
 }
 
 void SimulatedRecordingService::scheduleClipCutLocked()
@@ -697,7 +745,11 @@ void SimulatedRecordingService::cutClipLocked(bool last)
         ExtensionRequest::labelledItem(
             LMBroadcastExtensionKeyExtensionSandboxToken, Value(readTokenForFile(devicePath))),
     };
-    deliverClip(broadcast_->extension.factory, std::move(items), broadcast_->number, clip);
+    std::vector<ExtensionHostProcess::HandedFile> files;
+    if (path && broadcast_->extension.process) {
+        files.push_back({ devicePath, SimulatedDevice::shared().resolvePath(devicePath) });
+    }
+    deliverClip(broadcast_->extension, std::move(items), broadcast_->number, clip, std::move(files));
 }
 
 void SimulatedRecordingService::openClipMovieLocked(std::int64_t clip)
@@ -741,30 +793,33 @@ std::optional<std::string> SimulatedRecordingService::writeClipFileLocked(std::i
     return fmt::format("{}/{}", ClipDirectory, name);
 }
 
-void SimulatedRecordingService::deliverClip(
-    const UploadHandlerFactory& factory, ExtensionItems items, std::uint64_t broadcastNumber, std::int64_t clip)
+void SimulatedRecordingService::deliverClip(const UploadExtension& extension, ExtensionItems items,
+    std::uint64_t broadcastNumber, std::int64_t clip, std::vector<ExtensionHostProcess::HandedFile> files)
 {
-    deliver(factory, std::move(items), [this, broadcastNumber, clip](const ExtensionRequest::Outcome& outcome) {
-        if (outcome.error) {
-            Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome.error);
-            return false;
-        }
-        // The configuration first: once the application hears the service
-        // information, the clip being recorded already has its new length.
-        if (hasItemTitled(outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration)) {
-            const auto archive = ExtensionRequest::loadValueOfItem(
-                outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration);
-            const auto* bytes = archive ? archive->data() : nullptr;
-            if (const auto duration = bytes != nullptr ? clipDurationOfArchive(*bytes) : std::nullopt) {
-                applyClipDuration(broadcastNumber, *duration);
-            } else {
-                Log::error(
-                    "Recording service: ignoring a malformed broadcast configuration returned with movie clip %i",
-                    clip);
+    deliver(
+        extension, std::move(items),
+        [this, broadcastNumber, clip](const ExtensionRequest::Outcome& outcome) {
+            if (outcome.error) {
+                Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome.error);
+                return false;
             }
-        }
-        return true;
-    });
+            // The configuration first: once the application hears the service
+            // information, the clip being recorded already has its new length.
+            if (hasItemTitled(outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration)) {
+                const auto archive = ExtensionRequest::loadValueOfItem(
+                    outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration);
+                const auto* bytes = archive ? archive->data() : nullptr;
+                if (const auto duration = bytes != nullptr ? clipDurationOfArchive(*bytes) : std::nullopt) {
+                    applyClipDuration(broadcastNumber, *duration);
+                } else {
+                    Log::error(
+                        "Recording service: ignoring a malformed broadcast configuration returned with movie clip %i",
+                        clip);
+                }
+            }
+            return true;
+        },
+        std::move(files));
 }
 
 void SimulatedRecordingService::applyClipDuration(std::uint64_t broadcastNumber, double duration)
