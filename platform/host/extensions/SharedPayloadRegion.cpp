@@ -24,6 +24,7 @@ std::unique_ptr<SharedPayloadRegion> SharedPayloadRegion::create(std::size_t siz
     }
     // Fixed in size from here on, so that the reader's mapping stays valid.
     if (::ftruncate(descriptor, static_cast<off_t>(size)) != 0
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): fcntl is variadic.
         || ::fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0) {
         ::close(descriptor);
         return nullptr;
@@ -44,7 +45,7 @@ std::unique_ptr<SharedPayloadRegion> SharedPayloadRegion::map(int descriptor)
         return nullptr;
     }
     // A block that may shrink under the reader would fault it: only a sealed one is taken.
-    const int seals = ::fcntl(descriptor, F_GET_SEALS);
+    const int seals = ::fcntl(descriptor, F_GET_SEALS); // NOLINT(cppcoreguidelines-pro-type-vararg)
     if (seals < 0 || (seals & F_SEAL_SHRINK) == 0) {
         return nullptr;
     }

@@ -97,7 +97,8 @@ bool ExtensionHostProgram::load()
     const auto libraryPath = (std::filesystem::path(options_.bundle) / (*principal + ".so")).string();
     library_ = ::dlopen(libraryPath.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library_ == nullptr) {
-        const char* why = ::dlerror();
+        // Only this thread loads libraries while the program starts.
+        const char* why = ::dlerror(); // NOLINT(concurrency-mt-unsafe)
         Log::error("Extension host: cannot load %s: %s", libraryPath, why != nullptr ? why : "unknown");
         return false;
     }

@@ -164,7 +164,7 @@ bool ExtensionHostProcess::startLocked(std::string* failure)
     connection_ = SocketConnection::open(sockets[0], fmt::format("extension {}", name_),
         { [this, generation](Message message) { received(generation, std::move(message)); },
             [this, generation](const std::string& reason) { closed(generation, reason); } });
-    const int shared = ::fcntl(region_->descriptor(), F_DUPFD_CLOEXEC, 0);
+    const int shared = ::fcntl(region_->descriptor(), F_DUPFD_CLOEXEC, 0); // NOLINT(cppcoreguidelines-pro-type-vararg)
     Message use;
     use.kind = Message::Kind::Call;
     use.selector = ExtensionProtocol::UseSharedMemorySelector;
@@ -194,7 +194,8 @@ std::optional<ExtensionContext::Outcome> ExtensionHostProcess::perform(
     }
     auto fileList = std::make_shared<Array>();
     for (const auto& file : files) {
-        const int descriptor = ::open(file.hostPath.c_str(), O_RDONLY | O_CLOEXEC);
+        const int descriptor
+            = ::open(file.hostPath.c_str(), O_RDONLY | O_CLOEXEC); // NOLINT(cppcoreguidelines-pro-type-vararg)
         if (descriptor < 0) {
             Log::error("Extension host: cannot open %s for %s", file.hostPath, name_);
             continue;
