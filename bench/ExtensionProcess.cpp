@@ -104,16 +104,17 @@ void decodeAndDeliverOutOfProcess(benchmark::State& state)
     const lumora::platform::ExtensionItems items { ExtensionRequest::labelledItem(
         "payload", payloadList(bytes, count)) };
     ExtensionHostProcess process("benchmark", benchExtension());
-    const auto first = deliveredOf(process.perform(items));
+    std::string failure;
+    const auto first = deliveredOf(process.perform(items, {}, &failure));
     if (first < 0) {
-        state.SkipWithError("the extension's process did not answer");
+        state.SkipWithError(("the extension's process did not answer: " + failure).c_str());
         return;
     }
     std::int64_t last = first;
     for (auto _ : state) {
-        last = deliveredOf(process.perform(items));
+        last = deliveredOf(process.perform(items, {}, &failure));
         if (last < 0) {
-            state.SkipWithError("the extension's process failed a request");
+            state.SkipWithError(("the extension's process failed a request: " + failure).c_str());
             return;
         }
     }
@@ -135,10 +136,11 @@ void extensionLaunch(benchmark::State& state)
     for (auto _ : state) {
         ExtensionHostProcess process("benchmark", benchExtension());
         const auto start = std::chrono::steady_clock::now();
-        const auto answered = deliveredOf(process.perform(items));
+        std::string failure;
+        const auto answered = deliveredOf(process.perform(items, {}, &failure));
         const auto elapsed = std::chrono::steady_clock::now() - start;
         if (answered < 0) {
-            state.SkipWithError("the extension's process did not answer");
+            state.SkipWithError(("the extension's process did not answer: " + failure).c_str());
             return;
         }
         state.SetIterationTime(std::chrono::duration<double>(elapsed).count());

@@ -51,17 +51,22 @@ public:
         const std::shared_ptr<LMBroadcastController>& /*controller*/, const DictionaryRef& serviceInfo) override
     {
         std::lock_guard lock(mutex_);
-        requests_.push_back(serviceInfo ? serviceInfo->valueForKey("requests").int64Value() : -1);
+        heard_.push_back(serviceInfo);
     }
-    std::vector<std::int64_t> requests() const
+    std::vector<std::int64_t> requests() const { return numbers("requests"); }
+    std::vector<std::int64_t> numbers(std::string_view key) const
     {
         std::lock_guard lock(mutex_);
-        return requests_;
+        std::vector<std::int64_t> numbers;
+        for (const auto& info : heard_) {
+            numbers.push_back(info ? info->valueForKey(key).int64Value() : -1);
+        }
+        return numbers;
     }
 
 private:
     mutable std::mutex mutex_;
-    std::vector<std::int64_t> requests_;
+    std::vector<DictionaryRef> heard_;
 };
 
 class PickerDelegate final : public LMBroadcastActivityViewControllerDelegate::
@@ -104,11 +109,11 @@ protected:
 
     // Installs the upload extension from `bundleName`, chooses its service in
     // the picker and starts broadcasting; the extension's process.
-    std::shared_ptr<ExtensionHostProcess> goLive(
-        const char* bundleName, std::chrono::milliseconds deadline = ExtensionHostProcess::UploadRequestDeadline)
+    std::shared_ptr<ExtensionHostProcess> goLive(const char* bundleName,
+        std::chrono::milliseconds deadline = ExtensionHostProcess::UploadRequestDeadline,
+        SimulatedRecordingService::UploadKind kind = SimulatedRecordingService::UploadKind::SampleBuffer)
     {
-        auto process = service().installUploadExtensionOutOfProcess(
-            kUploadExtension, SimulatedRecordingService::UploadKind::SampleBuffer, bundle(bundleName));
+        auto process = service().installUploadExtensionOutOfProcess(kUploadExtension, kind, bundle(bundleName));
         process->setRequestDeadline(deadline);
         CallbackRecorder<std::shared_ptr<LMBroadcastActivityViewController>, ErrorRef> loaded;
         LMBroadcastActivityViewController::loadBroadcastActivityViewControllerWithHandler(loaded.callback());
@@ -188,6 +193,24 @@ TEST_F(OutOfProcessUploadTest, ABroadcastRunsThroughTheExtensionsOwnProcessAndIt
     EXPECT_GT(exit->peakMemory, 0U);
     EXPECT_LT(exit->peakMemory, ExtensionHostProcess::UploadMemoryCeiling);
     EXPECT_TRUE(logged(log, "peak memory"));
+}
+
+TEST_F(OutOfProcessUploadTest, AMovieClipExtensionReadsEachClipThroughTheFileItIsHanded)
+{
+    const auto process = goLive(
+        "ClipSize", ExtensionHostProcess::UploadRequestDeadline, SimulatedRecordingService::UploadKind::MovieClip);
+    ASSERT_NE(process, nullptr);
+    device().advanceClock(SimulatedRecordingService::DefaultClipDuration);
+    drainMainQueue();
+    ASSERT_TRUE(heardRequests(1));
+    const auto sizes = heard->numbers("clipBytes");
+    ASSERT_EQ(sizes.size(), 1U);
+    EXPECT_GT(sizes[0], 0);
+    CallbackRecorder<ErrorRef> finished;
+    controller->finishBroadcastWithHandler(finished.callback());
+    ASSERT_TRUE(finished.wait());
+    ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
+    EXPECT_TRUE(recording->stops.empty());
 }
 
 struct Fault {

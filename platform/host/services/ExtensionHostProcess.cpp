@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 
@@ -253,7 +254,7 @@ void ExtensionHostProcess::endLocked(std::unique_lock<std::mutex>& lock, bool ki
 {
     auto process = std::move(process_);
     auto connection = std::move(connection_);
-    ++generation_;
+    const auto ending = generation_++;
     const auto ceiling = settings_.memoryCeiling;
     lock.unlock();
     if (connection) {
@@ -270,10 +271,16 @@ void ExtensionHostProcess::endLocked(std::unique_lock<std::mutex>& lock, bool ki
         }
     }
     // The connection's thread may be telling this object about the end: it
-    // is let go with the lock released.
+    // is let go with the lock released, and this object waits until the
+    // thread has told it, so that the thread never reaches it after it is gone.
+    const bool hadConnection = connection != nullptr;
     connection.reset();
     process.reset();
     lock.lock();
+    if (hadConnection
+        && !changed_.wait_for(lock, kReapLimit, [this, ending] { return lastClosedGeneration_ >= ending; })) {
+        Log::error("Extension host: the connection to %s did not end", name_);
+    }
     if (exit) {
         Log::ordinary("Extension host: %s ended (%s, %s); peak memory %s of its %s ceiling", name_, howItEnded(*exit),
             why, megabytes(exit->peakMemory), megabytes(ceiling));
@@ -303,6 +310,8 @@ void ExtensionHostProcess::received(std::uint64_t generation, Message message)
 void ExtensionHostProcess::closed(std::uint64_t generation, const std::string& reason)
 {
     std::lock_guard lock(mutex_);
+    lastClosedGeneration_ = std::max(lastClosedGeneration_, generation);
+    changed_.notify_all();
     if (generation != generation_) {
         return;
     }

@@ -111,6 +111,8 @@ private:
     /// Tells one process's connection from the next one's.
     std::uint64_t generation_ = 0;
     bool connectionClosed_ = false;
+    /// The latest connection whose end its thread has reported.
+    std::uint64_t lastClosedGeneration_ = 0;
     std::string closeReason_;
     std::uint64_t nextRequest_ = 0;
     std::uint64_t awaited_ = 0;
