@@ -69,6 +69,28 @@ private:
     std::vector<DictionaryRef> heard_;
 };
 
+/// The errors of the stops the recorder's delegate heard, from any thread.
+class StopsHeard final
+    : public LMScreenRecorderDelegate::ScreenRecorder_didStopRecordingWithError_previewViewController {
+public:
+    void screenRecorder_didStopRecordingWithError_previewViewController(
+        const std::shared_ptr<LMScreenRecorder>& /*recorder*/, const ErrorRef& error,
+        const std::shared_ptr<LMPreviewViewController>& /*preview*/) override
+    {
+        std::lock_guard lock(mutex_);
+        errors_.push_back(error);
+    }
+    std::vector<ErrorRef> errors() const
+    {
+        std::lock_guard lock(mutex_);
+        return errors_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<ErrorRef> errors_;
+};
+
 class PickerDelegate final : public LMBroadcastActivityViewControllerDelegate::
                                  BroadcastActivityViewController_didFinishWithBroadcastController_error {
 public:
@@ -155,11 +177,12 @@ protected:
     // Waits until the recorder's delegate heard the broadcast stop, and returns its error.
     ErrorRef stopHeard()
     {
-        EXPECT_TRUE(runUntil([this] { return !recording->stops.empty(); }, std::chrono::seconds(15)));
-        return recording->stops.empty() ? nullptr : recording->stops.front().first;
+        EXPECT_TRUE(runUntil([this] { return !recording->errors().empty(); }, std::chrono::seconds(15)));
+        const auto errors = recording->errors();
+        return errors.empty() ? nullptr : errors.front();
     }
 
-    std::shared_ptr<RecordingDelegate> recording = std::make_shared<RecordingDelegate>();
+    std::shared_ptr<StopsHeard> recording = std::make_shared<StopsHeard>();
     std::shared_ptr<ServiceInfoHeard> heard = std::make_shared<ServiceInfoHeard>();
     std::shared_ptr<LMBroadcastController> controller;
 };
@@ -183,7 +206,7 @@ TEST_F(OutOfProcessUploadTest, ABroadcastRunsThroughTheExtensionsOwnProcessAndIt
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
     EXPECT_FALSE(service().isBroadcasting());
     EXPECT_THAT(heard->requests(), ::testing::ElementsAre(1, 2, 3));
-    EXPECT_TRUE(recording->stops.empty());
+    EXPECT_TRUE(recording->errors().empty());
     EXPECT_EQ(process->launches(), 1U);
 
     process->stop();
@@ -210,7 +233,7 @@ TEST_F(OutOfProcessUploadTest, AMovieClipExtensionReadsEachClipThroughTheFileItI
     controller->finishBroadcastWithHandler(finished.callback());
     ASSERT_TRUE(finished.wait());
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
-    EXPECT_TRUE(recording->stops.empty());
+    EXPECT_TRUE(recording->errors().empty());
 }
 
 struct Fault {

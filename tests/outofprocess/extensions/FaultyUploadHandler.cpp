@@ -74,8 +74,12 @@ void answerWithMalformedItems(std::int64_t number)
     reply.kind = transport::Message::Kind::Reply;
     reply.number = static_cast<std::uint64_t>(number);
     reply.selector = "beginRequestWithItems:files:";
-    reply.arguments.emplace_back(std::make_shared<Array>(Array { Value(std::make_shared<Dictionary>(
-        Dictionary { { "label", Value(std::int64_t { 7 }) }, { "value", Value("not an item") } })) }));
+    auto item = std::make_shared<Dictionary>();
+    item->emplace("label", Value(std::int64_t { 7 }));
+    item->emplace("value", Value("not an item"));
+    auto items = std::make_shared<Array>();
+    items->emplace_back(std::move(item));
+    reply.arguments.emplace_back(std::move(items));
     const auto frame = transport::MessageCodec::encode(reply);
     if (frame) {
         (void)::write(kHostSocket, frame->bytes.data(), frame->bytes.size());
@@ -101,7 +105,9 @@ public:
                 hangForever();
             }
         }
-        updateServiceInfo(std::make_shared<Dictionary>(Dictionary { { "requests", Value(request) } }));
+        auto info = std::make_shared<Dictionary>();
+        info->emplace("requests", Value(request));
+        updateServiceInfo(std::move(info));
         LMBroadcastSampleHandler::beginRequestWithExtensionContext(context);
     }
 };
