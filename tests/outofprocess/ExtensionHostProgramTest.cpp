@@ -164,6 +164,11 @@ TEST(ExtensionHostProgramTest, SharedPlacesAreReadOnlyInsideTheBlock)
     EXPECT_FALSE(ExtensionProtocol::decodeItems(place(INT64_MAX, INT64_MAX), region.get(), &refusal).has_value());
     EXPECT_FALSE(ExtensionProtocol::decodeItems(place(-1, 8), region.get(), &refusal).has_value());
     EXPECT_FALSE(ExtensionProtocol::decodeItems(place(0, 8), nullptr, &refusal).has_value());
+    // Places may overlap, but together they hold no more than the block.
+    auto twice = std::make_shared<platform::Array>(*place(0, 4096).array());
+    twice->push_back((*place(0, 1).array())[0]);
+    EXPECT_FALSE(ExtensionProtocol::decodeItems(Value(twice), region.get(), &refusal).has_value());
+    EXPECT_EQ(refusal, "shared places holding more than the shared memory");
 
     // Nesting past the bound is refused rather than followed.
     Value deep(1);

@@ -315,6 +315,7 @@ TEST_F(OutOfProcessUploadTest, AnExtensionProcessKilledMidBroadcastStopsTheBroad
     ASSERT_TRUE(exit.has_value());
     EXPECT_EQ(exit->signal, SIGKILL);
     EXPECT_EQ(process->launches(), 1U);
+    EXPECT_THAT(heard->requests(), ::testing::ElementsAre(1, 2));
 }
 
 } // namespace

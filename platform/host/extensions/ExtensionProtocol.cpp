@@ -45,8 +45,10 @@ Value encodeValue(const Value& value, SharedPayloadRegion* region)
     return value;
 }
 
-std::optional<Value> decodeValue(
-    const Value& value, const SharedPayloadRegion* region, std::size_t depth, std::string* refusal)
+// `budget` is what may still be read from the shared block: places may
+// overlap, but a request reads no more than the block holds.
+std::optional<Value> decodeValue(const Value& value, const SharedPayloadRegion* region, std::size_t depth,
+    std::uint64_t& budget, std::string* refusal)
 {
     if (depth > ExtensionProtocol::MaxDepth) {
         *refusal = "a value nested too deeply";
@@ -56,7 +58,7 @@ std::optional<Value> decodeValue(
         auto decoded = std::make_shared<Array>();
         decoded->reserve(array->size());
         for (const auto& element : *array) {
-            auto item = decodeValue(element, region, depth + 1, refusal);
+            auto item = decodeValue(element, region, depth + 1, budget, refusal);
             if (!item) {
                 return std::nullopt;
             }
@@ -76,17 +78,22 @@ std::optional<Value> decodeValue(
                 *refusal = "a shared place without shared memory";
                 return std::nullopt;
             }
-            auto bytes = region->read(static_cast<std::uint64_t>((*place)[0].int64Value()),
-                static_cast<std::uint64_t>((*place)[1].int64Value()));
+            const auto length = static_cast<std::uint64_t>((*place)[1].int64Value());
+            if (length > budget) {
+                *refusal = "shared places holding more than the shared memory";
+                return std::nullopt;
+            }
+            auto bytes = region->read(static_cast<std::uint64_t>((*place)[0].int64Value()), length);
             if (!bytes) {
                 *refusal = "a shared place outside the shared memory";
                 return std::nullopt;
             }
+            budget -= length;
             return Value(std::move(*bytes));
         }
         auto decoded = std::make_shared<Dictionary>();
         for (const auto& [key, element] : *dictionary) {
-            auto item = decodeValue(element, region, depth + 1, refusal);
+            auto item = decodeValue(element, region, depth + 1, budget, refusal);
             if (!item) {
                 return std::nullopt;
             }
@@ -135,6 +142,7 @@ std::optional<ExtensionItems> ExtensionProtocol::decodeItems(
         return std::nullopt;
     }
     ExtensionItems items;
+    std::uint64_t budget = region != nullptr ? region->size() : 0;
     for (const auto& entry : *array) {
         const auto dictionary = entry.dictionary();
         const auto label = dictionary ? dictionary->find(kLabelKey) : Dictionary::const_iterator();
@@ -144,7 +152,7 @@ std::optional<ExtensionItems> ExtensionProtocol::decodeItems(
             reason = "an item that is not a label and a value";
             return std::nullopt;
         }
-        auto decoded = decodeValue(value->second, region, 0, &reason);
+        auto decoded = decodeValue(value->second, region, 0, budget, &reason);
         if (!decoded) {
             return std::nullopt;
         }

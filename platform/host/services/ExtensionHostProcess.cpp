@@ -183,8 +183,12 @@ std::optional<ExtensionContext::Outcome> ExtensionHostProcess::perform(
     std::string ignored;
     auto& why = failure != nullptr ? *failure : ignored;
     std::unique_lock lock(mutex_);
+    // A process that ended since the last request took whatever state the
+    // extension kept with it: this request fails; the next one starts anew.
     if (process_ && connectionClosed_) {
-        endLocked(lock, false, closeReason_);
+        why = fmt::format("its process ended after its last request ({})", closeReason_);
+        endLocked(lock, false, why);
+        return std::nullopt;
     }
     if (!process_ && !startLocked(&why)) {
         Log::error("Extension host: could not start %s: %s", name_, why);

@@ -74,7 +74,9 @@ public:
 
     /// Sends one request with `items` and `files` and waits for how it ended;
     /// nullopt (and `failure` says why) when it did not end, in which case
-    /// the process has ended too. One request at a time.
+    /// the process has ended too. A process that ended since the last request
+    /// fails this one too; the request after starts a new process. One
+    /// request at a time.
     std::optional<ExtensionContext::Outcome> perform(
         const ExtensionItems& items, const std::vector<HandedFile>& files = {}, std::string* failure = nullptr);
     /// Starts the process now unless it runs; false when it cannot start.
