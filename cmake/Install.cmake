@@ -3,7 +3,8 @@
 #   lib/liblumora*.a                       the libraries (framework, seam, simulated device, lab)
 #   share/lumora/Lumora.framework/         the framework bundle's resources
 #   lib/cmake/Lumora/                      find_package(Lumora): Lumora::Lumora, Lumora::Platform,
-#                                          Lumora::SimulatedDevice, Lumora::Lab and LUMORA_FRAMEWORK_BUNDLE_DIR
+#                                          Lumora::SimulatedDevice, Lumora::Lab, LUMORA_FRAMEWORK_BUNDLE_DIR
+#                                          and lumora_add_extension()
 #   lib/pkgconfig/lumora.pc, lumora-simulated-device.pc
 include(CMakePackageConfigHelpers)
 
@@ -29,7 +30,7 @@ configure_package_config_file(cmake/LumoraConfig.cmake.in "${CMAKE_CURRENT_BINAR
 write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/LumoraConfigVersion.cmake"
   COMPATIBILITY SameMajorVersion)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/LumoraConfig.cmake" "${CMAKE_CURRENT_BINARY_DIR}/LumoraConfigVersion.cmake"
-  DESTINATION "${LUMORA_INSTALL_CMAKEDIR}")
+  "${CMAKE_CURRENT_SOURCE_DIR}/cmake/LumoraExtension.cmake" DESTINATION "${LUMORA_INSTALL_CMAKEDIR}")
 
 foreach(pc lumora lumora-simulated-device)
   configure_file("cmake/${pc}.pc.in" "${CMAKE_CURRENT_BINARY_DIR}/${pc}.pc" @ONLY)

@@ -115,6 +115,23 @@ def main():
                       "when": datetime.datetime(2020, 1, 2, 3, 4, 5), "$null": 1.5}}]))
     write("ServiceMessage", "descriptor.bplist", message(0, 2, "frame:", [{"$fd": 0, "kind": "memory"}], 1))
 
+    # The extension request protocol: requests a host sends, replies an extension sends.
+    def item(label, value):
+        return {"$dict": {"label": label, "value": value}}
+
+    payload = {"$dict": {"LMBroadcastProcessExtensionPayloadKeySampleType": 2,
+                         "LMBroadcastProcessExtensionPayloadKeyAudioBufferList": {"$dict": {"$shared": [64, 512]}},
+                         "LMBroadcastProcessExtensionPayloadKeyTimingInfo": b"\x00" * 16}}
+    write("ExtensionMessage", "request.bplist", message(0, 3, "beginRequestWithItems:files:",
+          [[item("payload", [payload, payload])], []]))
+    write("ExtensionMessage", "reply.bplist", message(1, 3, "beginRequestWithItems:files:",
+          [[item("LMBroadcastExtensionKeyExtensionServiceInfo", {"$dict": {"viewers": 3}}),
+            item("blob", b"\x01\x02")]]))
+    write("ExtensionMessage", "cancelled.bplist", message(1, 4, "beginRequestWithItems:files:",
+          [{"$error": {"domain": "com.example", "code": 3, "userInfo": {"$dict": {}}}}]))
+    write("ExtensionMessage", "outside.bplist", message(0, 5, "beginRequestWithItems:files:",
+          [[item("payload", {"$dict": {"$shared": [4096, 1]}})], []]))
+
 
 if __name__ == "__main__":
     main()

@@ -435,7 +435,18 @@ void SimulatedRecordingService::installUploadExtension(
     std::string identifier, UploadKind kind, UploadHandlerFactory factory)
 {
     std::lock_guard lock(mutex_);
-    uploadExtensions_[std::move(identifier)] = UploadExtension { kind, std::move(factory) };
+    uploadExtensions_[std::move(identifier)] = UploadExtension { kind, std::move(factory), nullptr };
+}
+
+std::shared_ptr<ExtensionHostProcess> SimulatedRecordingService::installUploadExtensionOutOfProcess(
+    std::string identifier, UploadKind kind, std::string bundlePath)
+{
+    ExtensionHostProcess::Settings settings;
+    settings.bundlePath = std::move(bundlePath);
+    auto process = std::make_shared<ExtensionHostProcess>(identifier, std::move(settings));
+    std::lock_guard lock(mutex_);
+    uploadExtensions_[std::move(identifier)] = UploadExtension { kind, nullptr, process };
+    return process;
 }
 
 bool SimulatedRecordingService::isBroadcasting() const
@@ -579,7 +590,7 @@ void SimulatedRecordingService::sendPayloads()
     if (broadcast_->microphone) {
         payloads.push_back(audioPayload(LMBroadcastSampleTypeAudioMic, start));
     }
-    deliver(broadcast_->extension.factory,
+    deliver(broadcast_->extension,
         { ExtensionRequest::labelledItem(kPayloadLabel, Value(std::make_shared<const Array>(std::move(payloads)))) });
     scheduleNextPayloadsLocked();
 }
@@ -590,31 +601,56 @@ void SimulatedRecordingService::deliverAction(std::int64_t action, bool withSetu
     if (withSetupInfo && broadcast_->setupInfo) {
         entries.emplace(LMBroadcastExtensionKeyExtensionUserInfo, Value(broadcast_->setupInfo));
     }
-    deliver(
-        broadcast_->extension.factory, { ExtensionRequest::labelledItem(kPayloadLabel, payload(std::move(entries))) });
+    deliver(broadcast_->extension, { ExtensionRequest::labelledItem(kPayloadLabel, payload(std::move(entries))) });
 }
 
-void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, ExtensionItems items,
-    std::function<bool(const ExtensionRequest::Outcome&)> readReply)
+void SimulatedRecordingService::deliver(const UploadExtension& extension, ExtensionItems items,
+    std::function<bool(const ExtensionRequest::Outcome&)> readReply,
+    std::vector<ExtensionHostProcess::HandedFile> files)
 {
-    deliveryQueue().async([this, factory, items = std::move(items), readReply = std::move(readReply)] {
-        std::shared_ptr<ExtensionRequestHandling> handler;
-        if (factory) {
-            ExtensionBoundary::run("making an upload handler", [&factory, &handler] { handler = factory(); });
-        }
-        if (!handler) {
-            // The extension could not take the request: it fails, as a request
-            // whose extension did not launch does on a device.
-            Log::error("Recording service: the upload extension made no handler for its request");
-            if (readReply) {
-                readReply(ExtensionRequest::Outcome { {},
-                    Error::errorWithDomain(std::string(Extension::ErrorDomain), Extension::LaunchFailedErrorCode) });
+    // Called with the lock held, while the broadcast is live or just finishing.
+    const auto broadcastNumber = broadcast_ ? broadcast_->number : 0;
+    deliveryQueue().async([this, factory = extension.factory, process = extension.process, broadcastNumber,
+                              items = std::move(items), readReply = std::move(readReply), files = std::move(files)] {
+        {
+            // A broadcast whose extension gave up takes no more requests.
+            std::lock_guard lock(mutex_);
+            if (broadcastNumber != 0 && broadcastNumber == failedBroadcast_) {
+                return;
             }
-            return;
         }
-        const ExtensionRequest request(items);
-        request.beginWithHandler(handler);
-        const auto outcome = request.waitForOutcome(UploadRequestTimeout);
+        std::optional<ExtensionRequest::Outcome> outcome;
+        if (process) {
+            std::string failure;
+            outcome = process->perform(items, files, &failure);
+            if (!outcome) {
+                Log::error("Recording service: the upload extension failed: %s", failure);
+                giveUpBroadcast(broadcastNumber,
+                    Error::errorWithDomain(std::string(Extension::ErrorDomain), Extension::RequestFailedErrorCode,
+                        std::make_shared<const Dictionary>(
+                            Dictionary { { std::string(Error::LocalizedDescriptionKey), Value(failure) } })));
+                return;
+            }
+        } else {
+            std::shared_ptr<ExtensionRequestHandling> handler;
+            if (factory) {
+                ExtensionBoundary::run("making an upload handler", [&factory, &handler] { handler = factory(); });
+            }
+            if (!handler) {
+                // The extension could not take the request: it fails, as a request
+                // whose extension did not launch does on a device.
+                Log::error("Recording service: the upload extension made no handler for its request");
+                if (readReply) {
+                    readReply(ExtensionRequest::Outcome { {},
+                        Error::errorWithDomain(
+                            std::string(Extension::ErrorDomain), Extension::LaunchFailedErrorCode) });
+                }
+                return;
+            }
+            const ExtensionRequest request(items);
+            request.beginWithHandler(handler);
+            outcome = request.waitForOutcome(UploadRequestTimeout);
+        }
         if (!outcome) {
             Log::error("Recording service: the upload extension did not complete its request");
             return;
@@ -634,6 +670,18 @@ void SimulatedRecordingService::deliver(const UploadHandlerFactory& factory, Ext
             }
         }
     });
+}
+
+void SimulatedRecordingService::giveUpBroadcast(std::uint64_t broadcastNumber, const ErrorRef& error)
+{
+    {
+        std::lock_guard lock(mutex_);
+        failedBroadcast_ = broadcastNumber;
+    }
+    // As a device does when its upload extension gives up: the broadcast
+    // ends, on the MainQueue where the capture lives.
+    DispatchQueue::main().async(
+        [this, broadcastNumber, error] { endBroadcastAfterUploadFailure(broadcastNumber, error); });
 }
 
 void SimulatedRecordingService::scheduleClipCutLocked()
@@ -695,7 +743,11 @@ void SimulatedRecordingService::cutClipLocked(bool last)
         ExtensionRequest::labelledItem(
             LMBroadcastExtensionKeyExtensionSandboxToken, Value(readTokenForFile(devicePath))),
     };
-    deliverClip(broadcast_->extension.factory, std::move(items), broadcast_->number, clip);
+    std::vector<ExtensionHostProcess::HandedFile> files;
+    if (path && broadcast_->extension.process) {
+        files.push_back({ devicePath, SimulatedDevice::shared().resolvePath(devicePath) });
+    }
+    deliverClip(broadcast_->extension, std::move(items), broadcast_->number, clip, std::move(files));
 }
 
 void SimulatedRecordingService::openClipMovieLocked(std::int64_t clip)
@@ -739,35 +791,34 @@ std::optional<std::string> SimulatedRecordingService::writeClipFileLocked(std::i
     return fmt::format("{}/{}", ClipDirectory, name);
 }
 
-void SimulatedRecordingService::deliverClip(
-    const UploadHandlerFactory& factory, ExtensionItems items, std::uint64_t broadcastNumber, std::int64_t clip)
+void SimulatedRecordingService::deliverClip(const UploadExtension& extension, ExtensionItems items,
+    std::uint64_t broadcastNumber, std::int64_t clip, std::vector<ExtensionHostProcess::HandedFile> files)
 {
-    deliver(factory, std::move(items), [this, broadcastNumber, clip](const ExtensionRequest::Outcome& outcome) {
-        if (outcome.error) {
-            Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome.error);
-            // As a device does when its upload extension gives up: the
-            // broadcast ends, on the MainQueue where the capture lives.
-            DispatchQueue::main().async([this, broadcastNumber, error = outcome.error] {
-                endBroadcastAfterUploadFailure(broadcastNumber, error);
-            });
-            return false;
-        }
-        // The configuration first: once the application hears the service
-        // information, the clip being recorded already has its new length.
-        if (hasItemTitled(outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration)) {
-            const auto archive = ExtensionRequest::loadValueOfItem(
-                outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration);
-            const auto* bytes = archive ? archive->data() : nullptr;
-            if (const auto duration = bytes != nullptr ? clipDurationOfArchive(*bytes) : std::nullopt) {
-                applyClipDuration(broadcastNumber, *duration);
-            } else {
-                Log::error(
-                    "Recording service: ignoring a malformed broadcast configuration returned with movie clip %i",
-                    clip);
+    deliver(
+        extension, std::move(items),
+        [this, broadcastNumber, clip](const ExtensionRequest::Outcome& outcome) {
+            if (outcome.error) {
+                Log::error("Recording service: the upload extension cancelled movie clip %i: %@", clip, outcome.error);
+                giveUpBroadcast(broadcastNumber, outcome.error);
+                return false;
             }
-        }
-        return true;
-    });
+            // The configuration first: once the application hears the service
+            // information, the clip being recorded already has its new length.
+            if (hasItemTitled(outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration)) {
+                const auto archive = ExtensionRequest::loadValueOfItem(
+                    outcome.returnedItems, LMBroadcastExtensionKeyBroadcastConfiguration);
+                const auto* bytes = archive ? archive->data() : nullptr;
+                if (const auto duration = bytes != nullptr ? clipDurationOfArchive(*bytes) : std::nullopt) {
+                    applyClipDuration(broadcastNumber, *duration);
+                } else {
+                    Log::error(
+                        "Recording service: ignoring a malformed broadcast configuration returned with movie clip %i",
+                        clip);
+                }
+            }
+            return true;
+        },
+        std::move(files));
 }
 
 void SimulatedRecordingService::endBroadcastAfterUploadFailure(std::uint64_t broadcastNumber, const ErrorRef& error)

@@ -6,6 +6,7 @@
 #include "platform/foundation/Value.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/media/ScreenCapture.h"
+#include "platform/host/services/ExtensionHostProcess.h"
 #include "platform/host/services/RecordingServiceProcess.h"
 #include "platform/system/LocalRecordingService.h"
 #include "platform/system/ServiceConnection.h"
@@ -157,6 +158,14 @@ public:
     /// Installs the upload extension `identifier` (replacing one of the same
     /// identifier), the one a setup extension names as its service's.
     void installUploadExtension(std::string identifier, UploadKind kind, UploadHandlerFactory factory);
+    /// Installs the upload extension `identifier` to run in a process of its
+    /// own from its bundle at `bundlePath` (a host path), under the memory
+    /// ceiling and request deadline of its kind, and returns that process.
+    /// Should it crash, hang, cross its ceiling, answer with something
+    /// malformed or be killed during a live broadcast, the service ends the
+    /// broadcast and tells the application it failed during recording.
+    std::shared_ptr<ExtensionHostProcess> installUploadExtensionOutOfProcess(
+        std::string identifier, UploadKind kind, std::string bundlePath);
     /// Whether a broadcast is live (started and not yet finished).
     [[nodiscard]] bool isBroadcasting() const;
     /// Waits, at most `timeout`, until every upload request queued so far has
@@ -167,6 +176,8 @@ private:
     struct UploadExtension {
         UploadKind kind = UploadKind::SampleBuffer;
         UploadHandlerFactory factory;
+        /// Set when the extension runs in a process of its own.
+        std::shared_ptr<ExtensionHostProcess> process;
     };
     struct Broadcast {
         /// Tells one broadcast from the next, for replies that come late.
@@ -206,8 +217,9 @@ private:
     /// Queues one request of the upload extension with `items`; when it has
     /// ended, `readReply` (if any) reads the reply and answers whether the
     /// service information it carries goes on to the application.
-    void deliver(const UploadHandlerFactory& factory, ExtensionItems items,
-        std::function<bool(const ExtensionRequest::Outcome&)> readReply = nullptr);
+    void deliver(const UploadExtension& extension, ExtensionItems items,
+        std::function<bool(const ExtensionRequest::Outcome&)> readReply = nullptr,
+        std::vector<ExtensionHostProcess::HandedFile> files = {});
 
     void scheduleClipCutLocked();
     void cutClipOnTimer(std::uint64_t broadcastNumber, std::uint64_t timerNumber);
@@ -220,8 +232,12 @@ private:
     /// folder and returns its device path, or nullopt when it could not.
     std::optional<std::string> writeClipFileLocked(std::int64_t clip);
     /// Queues the request of one clip and reads the extension's reply.
-    void deliverClip(
-        const UploadHandlerFactory& factory, ExtensionItems items, std::uint64_t broadcastNumber, std::int64_t clip);
+    void deliverClip(const UploadExtension& extension, ExtensionItems items, std::uint64_t broadcastNumber,
+        std::int64_t clip, std::vector<ExtensionHostProcess::HandedFile> files);
+    /// The upload extension of broadcast `broadcastNumber` gave up with
+    /// `error` (it cancelled a clip, or its process failed): the broadcast
+    /// takes no more requests and ends on the MainQueue.
+    void giveUpBroadcast(std::uint64_t broadcastNumber, const ErrorRef& error);
     /// Ends broadcast `broadcastNumber`, if it is still live, because its
     /// upload extension gave up a clip with `error`, and tells the application.
     void endBroadcastAfterUploadFailure(std::uint64_t broadcastNumber, const ErrorRef& error);
@@ -231,6 +247,8 @@ private:
     std::map<std::string, UploadExtension> uploadExtensions_;
     std::optional<Broadcast> broadcast_;
     std::uint64_t broadcastsStarted_ = 0;
+    /// The last broadcast ended by its extension's failure: its requests still queued are dropped.
+    std::uint64_t failedBroadcast_ = 0;
     mutable std::mutex mutex_;
     std::vector<Request> requests_;
     ErrorRef startError_;

@@ -1,0 +1,54 @@
+// The extension request protocol, as either side may receive it: a message
+// that decodes is read as a request's items (with payload bytes in a block of
+// shared memory) and as a reply's outcome. Whatever is read stays within the
+// block, the counts and the nesting it may have.
+#include "platform/host/extensions/ExtensionProtocol.h"
+#include "platform/host/extensions/SharedPayloadRegion.h"
+#include "platform/host/transport/MessageCodec.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <deque>
+#include <span>
+#include <vector>
+
+using lumora::platform::host::ExtensionProtocol;
+using lumora::platform::host::SharedPayloadRegion;
+using lumora::platform::host::transport::MessageCodec;
+
+namespace {
+
+const SharedPayloadRegion& region()
+{
+    static const auto* const block = [] {
+        auto made = SharedPayloadRegion::create(4096);
+        if (!made) {
+            std::abort();
+        }
+        (void)made->append(lumora::platform::Data(std::vector<std::uint8_t>(1024, 0x5A)));
+        return made.release();
+    }();
+    return *block;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t length)
+{
+    std::deque<int> descriptors;
+    const auto decoded = MessageCodec::decode(std::span(bytes, length), descriptors);
+    if (!decoded.message || decoded.message->arguments.empty()) {
+        return 0;
+    }
+    const auto& wire = decoded.message->arguments[0];
+    std::string refusal;
+    if (const auto items = ExtensionProtocol::decodeItems(wire, &region(), &refusal)) {
+        if (items->size() > ExtensionProtocol::MaxItems) {
+            std::abort();
+        }
+    } else if (refusal.empty()) {
+        std::abort();
+    }
+    (void)ExtensionProtocol::decodeOutcome(wire, &refusal);
+    return 0;
+}

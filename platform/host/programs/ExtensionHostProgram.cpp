@@ -1,0 +1,269 @@
+#include "platform/host/programs/ExtensionHostProgram.h"
+
+#include "platform/extensions/Extension.h"
+#include "platform/formats/PropertyList.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Log.h"
+#include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/extensions/ExtensionProtocol.h"
+#include "platform/host/extensions/ExtensionRequest.h"
+#include "platform/host/transport/FileHandle.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include <dlfcn.h>
+
+namespace lumora::platform::host {
+
+using transport::FileHandle;
+using transport::Message;
+
+namespace {
+
+constexpr std::string_view kPrincipalClassKey = "PrincipalClass";
+// The host's watchdog ends a request that takes longer; this only keeps a
+// forgotten request from holding the program forever.
+constexpr auto kRequestLimit = std::chrono::hours(1);
+constexpr std::string_view kPathKey = "path";
+constexpr std::string_view kFileKey = "file";
+
+ErrorRef requestFailed(const std::string& why)
+{
+    return Error::errorWithDomain(std::string(Extension::ErrorDomain), Extension::RequestFailedErrorCode,
+        std::make_shared<Dictionary>(Dictionary { { std::string(Error::LocalizedDescriptionKey), Value(why) } }));
+}
+
+} // namespace
+
+std::optional<ExtensionHostProgram::Options> ExtensionHostProgram::parse(const std::vector<std::string>& arguments)
+{
+    Options options;
+    if (arguments.size() % 2 != 1) {
+        return std::nullopt;
+    }
+    for (std::size_t i = 1; i + 1 < arguments.size(); i += 2) {
+        const auto& name = arguments[i];
+        const auto& value = arguments[i + 1];
+        if (name == "--socket") {
+            char* end = nullptr;
+            const auto number = std::strtol(value.c_str(), &end, 10);
+            if (end == value.c_str() || *end != '\0' || number < 0 || number > 0xFFFF) {
+                return std::nullopt;
+            }
+            options.socket = static_cast<int>(number);
+        } else if (name == "--bundle") {
+            options.bundle = value;
+        } else {
+            return std::nullopt;
+        }
+    }
+    if (options.socket < 0 || options.bundle.empty()) {
+        return std::nullopt;
+    }
+    return options;
+}
+
+ExtensionHostProgram::~ExtensionHostProgram()
+{
+    std::error_code ignored;
+    for (const auto& folder : fileFolders_) {
+        std::filesystem::remove_all(folder, ignored);
+    }
+    // The library stays loaded: objects it made may still be referenced by
+    // the platform's threads until the process ends.
+}
+
+bool ExtensionHostProgram::load()
+{
+    const auto infoPath = std::filesystem::path(options_.bundle) / "Info.plist";
+    std::ifstream file(infoPath, std::ios::binary);
+    const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const auto info = file ? PropertyList::valueFromData(Data(bytes)) : std::nullopt;
+    const auto dictionary = info ? info->dictionary() : nullptr;
+    const auto principal = dictionary ? dictionary->stringForKey(kPrincipalClassKey) : std::nullopt;
+    if (!principal || principal->empty() || principal->find('/') != std::string::npos) {
+        Log::error("Extension host: %s has no principal class in its Info.plist", options_.bundle);
+        return false;
+    }
+    principalClass_ = *principal;
+    identifier_ = dictionary->stringForKey("BundleIdentifier").value_or(std::string());
+    const auto libraryPath = (std::filesystem::path(options_.bundle) / (*principal + ".so")).string();
+    library_ = ::dlopen(libraryPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library_ == nullptr) {
+        // Only this thread loads libraries while the program starts.
+        const char* why = ::dlerror(); // NOLINT(concurrency-mt-unsafe)
+        Log::error("Extension host: cannot load %s: %s", libraryPath, why != nullptr ? why : "unknown");
+        return false;
+    }
+    using EntryPoint = const ExtensionPrincipalFactory* (*)();
+    auto* symbol = ::dlsym(library_, LumoraExtensionEntryPointName);
+    const auto entry = reinterpret_cast<EntryPoint>(symbol); // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+    factory_ = entry != nullptr ? entry() : nullptr;
+    if (factory_ == nullptr || !*factory_) {
+        Log::error("Extension host: %s has no entry point %s", libraryPath, LumoraExtensionEntryPointName);
+        return false;
+    }
+    return true;
+}
+
+int ExtensionHostProgram::run()
+{
+    if (!load()) {
+        return 1;
+    }
+    auto connection = transport::SocketConnection::open(options_.socket, "extension host",
+        { [this](const Message& message) {
+             {
+                 // The host may have written before the socket was stored.
+                 std::unique_lock lock(mutex_);
+                 ended_.wait(lock, [this] { return connection_ != nullptr; });
+             }
+             handle(message);
+             connection_->deliveryFinished();
+         },
+            [this](const std::string& reason) {
+                Log::ordinary("Extension host: the connection ended (%s)", reason);
+                std::lock_guard lock(mutex_);
+                done_ = true;
+                ended_.notify_all();
+            } });
+    std::unique_lock lock(mutex_);
+    connection_ = std::move(connection);
+    ended_.notify_all();
+    ended_.wait(lock, [this] { return done_; });
+    return 0;
+}
+
+void ExtensionHostProgram::handle(const Message& message)
+{
+    if (message.kind == Message::Kind::Reply) {
+        Log::error("Extension host: ignoring an unexpected reply to %s", message.selector);
+        return;
+    }
+    if (message.selector == ExtensionProtocol::UseSharedMemorySelector && message.kind == Message::Kind::Call) {
+        const auto handle = message.arguments.size() == 1 ? message.arguments[0].objectAs<FileHandle>() : nullptr;
+        auto region = handle && handle->kind() == FileHandle::Kind::SharedMemory
+            ? SharedPayloadRegion::map(handle->descriptor())
+            : nullptr;
+        if (!region) {
+            Log::error("Extension host: refusing shared memory that cannot be mapped");
+            return;
+        }
+        region_ = std::move(region);
+        return;
+    }
+    if (message.kind != Message::Kind::Request) {
+        Log::error("Extension host: ignoring the call %s", message.selector);
+        return;
+    }
+    if (message.selector == ExtensionProtocol::BeginRequestSelector) {
+        beginRequest(message);
+    } else if (message.selector == ExtensionProtocol::ServiceInfoSelector && message.arguments.empty()) {
+        reply(message,
+            Value(std::make_shared<Dictionary>(Dictionary { { "BundleIdentifier", Value(identifier_) },
+                { std::string(kPrincipalClassKey), Value(principalClass_) } })));
+    } else {
+        refuse(message, "an unknown operation");
+    }
+}
+
+void ExtensionHostProgram::beginRequest(const Message& message)
+{
+    if (message.arguments.size() != 2 || !message.arguments[1].isArray()) {
+        refuse(message, "the wrong arguments");
+        return;
+    }
+    std::string refusal;
+    const auto items = ExtensionProtocol::decodeItems(message.arguments[0], region_.get(), &refusal);
+    if (!items) {
+        refuse(message, refusal);
+        return;
+    }
+    const auto files = message.arguments[1].array();
+    if (files->size() > ExtensionProtocol::MaxFiles) {
+        refuse(message, "too many files");
+        return;
+    }
+    std::vector<std::shared_ptr<FileHandle>> held;
+    for (const auto& entry : *files) {
+        const auto file = entry.dictionary();
+        const auto path = file ? file->stringForKey(kPathKey) : std::nullopt;
+        const auto found = file ? file->find(kFileKey) : Dictionary::const_iterator();
+        const auto handle = file && found != file->end() ? found->second.objectAs<FileHandle>() : nullptr;
+        if (!path || !handle || handle->kind() != FileHandle::Kind::File || !path->starts_with('/')
+            || !placeFile(*path, handle->descriptor())) {
+            refuse(message, "a file that cannot be handed over");
+            return;
+        }
+        held.push_back(handle);
+    }
+    const auto handler = (*factory_)();
+    if (!handler) {
+        refuse(message, "the extension made no principal object");
+        return;
+    }
+    const ExtensionRequest request(*items);
+    request.beginWithHandler(handler);
+    const auto outcome = request.waitForOutcome(std::chrono::duration_cast<std::chrono::milliseconds>(kRequestLimit));
+    if (!outcome) {
+        refuse(message, "the extension did not end the request");
+        return;
+    }
+    reply(message, ExtensionProtocol::encodeOutcome(*outcome));
+}
+
+bool ExtensionHostProgram::placeFile(const std::string& devicePath, int descriptor)
+{
+    const std::filesystem::path path(devicePath);
+    const auto folder = path.parent_path().string();
+    const auto name = path.filename().string();
+    if (name.empty() || name == "." || name == "..") {
+        return false;
+    }
+    auto& device = SimulatedDevice::shared();
+    if (!mountedFolders_.contains(folder)) {
+        std::error_code error;
+        auto pattern = (std::filesystem::temp_directory_path(error) / "lumora-extension-files-XXXXXX").string();
+        if (error || ::mkdtemp(pattern.data()) == nullptr) {
+            return false;
+        }
+        fileFolders_.push_back(pattern);
+        device.mountDirectory(folder, pattern);
+        mountedFolders_.insert(folder);
+    }
+    // The descriptor's own file, under the name the extension is given.
+    const auto link = std::filesystem::path(device.resolvePath(devicePath));
+    std::error_code error;
+    std::filesystem::remove(link, error);
+    std::filesystem::create_symlink(fmt::format("/proc/self/fd/{}", descriptor), link, error);
+    return !error;
+}
+
+void ExtensionHostProgram::reply(const Message& request, Value value)
+{
+    Message answer;
+    answer.kind = Message::Kind::Reply;
+    answer.number = request.number;
+    answer.selector = request.selector;
+    answer.arguments.push_back(std::move(value));
+    if (connection_->send(answer) != transport::SocketConnection::Sent::Queued) {
+        Log::error("Extension host: could not send the reply to %s", request.selector);
+    }
+}
+
+void ExtensionHostProgram::refuse(const Message& message, const std::string& why)
+{
+    Log::error("Extension host: refusing %s: %s", message.selector, why);
+    if (message.kind == Message::Kind::Request) {
+        reply(message, Value(std::const_pointer_cast<Error>(requestFailed(why))));
+    }
+}
+
+} // namespace lumora::platform::host

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "platform/host/extensions/ExtensionEntryPoint.h"
+#include "platform/host/extensions/SharedPayloadRegion.h"
+#include "platform/host/transport/Message.h"
+#include "platform/host/transport/SocketConnection.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace lumora::platform::host {
+
+/// The extension host: runs one extension, loaded from the shared library in
+/// its bundle, in a process of its own, and serves the extension request
+/// protocol (`ExtensionProtocol`) over the socket it was handed. Requests are
+/// served one at a time, in order; the program ends when the host's side of
+/// the connection goes away.
+///
+/// Everything the host sends is checked: a message it does not understand is
+/// logged and, when it wanted an answer, answered with an error.
+class ExtensionHostProgram {
+public:
+    struct Options {
+        int socket = -1;
+        /// The extension's bundle folder (a host path).
+        std::string bundle;
+    };
+
+    /// Reads the command line; nullopt when it is not understood.
+    static std::optional<Options> parse(const std::vector<std::string>& arguments);
+
+    explicit ExtensionHostProgram(Options options) : options_(std::move(options)) { }
+    ExtensionHostProgram(const ExtensionHostProgram&) = delete;
+    ExtensionHostProgram& operator=(const ExtensionHostProgram&) = delete;
+    ExtensionHostProgram(ExtensionHostProgram&&) = delete;
+    ExtensionHostProgram& operator=(ExtensionHostProgram&&) = delete;
+    ~ExtensionHostProgram();
+
+    /// Loads the extension and serves the connection until it ends; the
+    /// program's exit status.
+    int run();
+
+private:
+    bool load();
+    void handle(const transport::Message& message);
+    void beginRequest(const transport::Message& message);
+    /// Makes the file behind `descriptor` readable at `devicePath` for the extension.
+    bool placeFile(const std::string& devicePath, int descriptor);
+    void reply(const transport::Message& request, Value value);
+    void refuse(const transport::Message& message, const std::string& why);
+
+    Options options_;
+    std::string identifier_;
+    std::string principalClass_;
+    void* library_ = nullptr;
+    const ExtensionPrincipalFactory* factory_ = nullptr;
+    std::unique_ptr<SharedPayloadRegion> region_;
+    /// Folders made to show handed-over files at their device paths.
+    std::vector<std::string> fileFolders_;
+    std::set<std::string> mountedFolders_;
+
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    std::shared_ptr<transport::SocketConnection> connection_;
+    bool done_ = false;
+};
+
+} // namespace lumora::platform::host

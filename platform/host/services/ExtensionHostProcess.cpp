@@ -1,0 +1,327 @@
+#include "platform/host/services/ExtensionHostProcess.h"
+
+#include "platform/extensions/Extension.h"
+#include "platform/foundation/Error.h"
+#include "platform/foundation/Log.h"
+#include "platform/host/extensions/ExtensionProtocol.h"
+#include "platform/host/extensions/SharedPayloadRegion.h"
+#include "platform/host/transport/FileHandle.h"
+#include "platform/host/transport/SocketConnection.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#ifndef LUMORA_EXTENSION_HOST_PROGRAM
+#define LUMORA_EXTENSION_HOST_PROGRAM "lumora-extension-host"
+#endif
+
+namespace lumora::platform::host {
+
+using transport::FileHandle;
+using transport::Message;
+using transport::SocketConnection;
+
+namespace {
+
+// The descriptor number the program finds its socket under.
+constexpr int kChildSocket = 3;
+// How long a process whose connection ended has to finish exiting on its own
+// (a crash writing its core, say) before it is killed.
+constexpr auto kExitGrace = std::chrono::milliseconds(500);
+constexpr auto kReapLimit = std::chrono::seconds(5);
+
+std::string megabytes(std::size_t bytes)
+{
+    return fmt::format("{:.1f} MB", static_cast<double>(bytes) / static_cast<double>(1U << 20U));
+}
+
+std::string howItEnded(const ChildProcess::Exit& exit)
+{
+    if (exit.crossedCeiling) {
+        return "crossed its memory ceiling";
+    }
+    if (exit.signal) {
+        return fmt::format("signal {}", *exit.signal);
+    }
+    return fmt::format("exit status {}", exit.status.value_or(-1));
+}
+
+} // namespace
+
+ExtensionHostProcess::ExtensionHostProcess(std::string name, Settings settings)
+    : name_(std::move(name)), settings_(std::move(settings))
+{
+    if (settings_.program.empty()) {
+        settings_.program = LUMORA_EXTENSION_HOST_PROGRAM;
+    }
+}
+
+ExtensionHostProcess::~ExtensionHostProcess()
+{
+    stop();
+}
+
+void ExtensionHostProcess::setMemoryCeiling(std::size_t bytes)
+{
+    std::lock_guard lock(mutex_);
+    settings_.memoryCeiling = bytes;
+}
+
+void ExtensionHostProcess::setRequestDeadline(std::chrono::milliseconds deadline)
+{
+    std::lock_guard lock(mutex_);
+    settings_.requestDeadline = deadline;
+}
+
+std::optional<pid_t> ExtensionHostProcess::pid() const
+{
+    std::lock_guard lock(mutex_);
+    return process_ ? std::optional(process_->pid()) : std::nullopt;
+}
+
+bool ExtensionHostProcess::signal(int signal) const
+{
+    std::lock_guard lock(mutex_);
+    if (!process_) {
+        return false;
+    }
+    process_->signal(signal);
+    return true;
+}
+
+std::optional<ChildProcess::Exit> ExtensionHostProcess::lastExit() const
+{
+    std::lock_guard lock(mutex_);
+    return lastExit_;
+}
+
+std::size_t ExtensionHostProcess::launches() const
+{
+    std::lock_guard lock(mutex_);
+    return launches_;
+}
+
+void ExtensionHostProcess::stop()
+{
+    std::unique_lock lock(mutex_);
+    if (process_) {
+        endLocked(lock, true, "stopped by the device");
+    }
+}
+
+bool ExtensionHostProcess::start(std::string* failure)
+{
+    std::string ignored;
+    std::unique_lock lock(mutex_);
+    if (process_ != nullptr) {
+        return true;
+    }
+    if (startLocked(failure != nullptr ? failure : &ignored)) {
+        return true;
+    }
+    if (process_) {
+        endLocked(lock, true, "it could not be started");
+    }
+    return false;
+}
+
+bool ExtensionHostProcess::startLocked(std::string* failure)
+{
+    if (!region_) {
+        region_ = SharedPayloadRegion::create(SharedMemorySize);
+        if (!region_) {
+            *failure = "no shared memory for its payloads";
+            return false;
+        }
+    }
+    std::array<int, 2> sockets {};
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
+        *failure = "no socket to it";
+        return false;
+    }
+    ChildProcess::Launch launch;
+    launch.program = settings_.program;
+    launch.arguments = { "--socket", std::to_string(kChildSocket), "--bundle", settings_.bundlePath };
+    launch.descriptors = { { sockets[1], kChildSocket } };
+    launch.memoryCeiling = settings_.memoryCeiling;
+    auto process = ChildProcess::launch(launch, failure);
+    ::close(sockets[1]);
+    if (!process) {
+        ::close(sockets[0]);
+        return false;
+    }
+    process_ = std::move(process);
+    ++launches_;
+    const auto generation = ++generation_;
+    connectionClosed_ = false;
+    closeReason_.clear();
+    connection_ = SocketConnection::open(sockets[0], fmt::format("extension {}", name_),
+        { [this, generation](Message message) { received(generation, std::move(message)); },
+            [this, generation](const std::string& reason) { closed(generation, reason); } });
+    const int shared = ::fcntl(region_->descriptor(), F_DUPFD_CLOEXEC, 0); // NOLINT(cppcoreguidelines-pro-type-vararg)
+    Message use;
+    use.kind = Message::Kind::Call;
+    use.selector = ExtensionProtocol::UseSharedMemorySelector;
+    use.arguments.emplace_back(std::make_shared<FileHandle>(shared, FileHandle::Kind::SharedMemory));
+    if (shared < 0 || connection_->send(use) != SocketConnection::Sent::Queued) {
+        *failure = "could not hand it its shared memory";
+        return false;
+    }
+    return true;
+}
+
+std::optional<ExtensionContext::Outcome> ExtensionHostProcess::perform(
+    const ExtensionItems& items, const std::vector<HandedFile>& files, std::string* failure)
+{
+    std::string ignored;
+    auto& why = failure != nullptr ? *failure : ignored;
+    std::unique_lock lock(mutex_);
+    // A process that ended since the last request took whatever state the
+    // extension kept with it: this request fails; the next one starts anew.
+    if (process_ && connectionClosed_) {
+        why = fmt::format("its process ended after its last request ({})", closeReason_);
+        endLocked(lock, false, why);
+        return std::nullopt;
+    }
+    if (!process_ && !startLocked(&why)) {
+        Log::error("Extension host: could not start %s: %s", name_, why);
+        if (process_) {
+            endLocked(lock, true, why);
+        }
+        return std::nullopt;
+    }
+    auto fileList = std::make_shared<Array>();
+    for (const auto& file : files) {
+        const int descriptor
+            = ::open(file.hostPath.c_str(), O_RDONLY | O_CLOEXEC); // NOLINT(cppcoreguidelines-pro-type-vararg)
+        if (descriptor < 0) {
+            Log::error("Extension host: cannot open %s for %s", file.hostPath, name_);
+            continue;
+        }
+        fileList->push_back(Value(std::make_shared<Dictionary>(Dictionary { { "path", Value(file.devicePath) },
+            { "file", Value(std::make_shared<FileHandle>(descriptor, FileHandle::Kind::File)) } })));
+    }
+    region_->rewind();
+    Message request;
+    request.kind = Message::Kind::Request;
+    request.number = ++nextRequest_;
+    request.selector = ExtensionProtocol::BeginRequestSelector;
+    request.arguments = { ExtensionProtocol::encodeItems(items, region_.get()), Value(std::move(fileList)) };
+    awaited_ = request.number;
+    reply_.reset();
+    if (connection_->send(request) != SocketConnection::Sent::Queued) {
+        why = "the request could not be sent";
+        endLocked(lock, true, why);
+        return std::nullopt;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + settings_.requestDeadline;
+    if (!changed_.wait_until(lock, deadline, [this] { return reply_.has_value() || connectionClosed_; })) {
+        why = fmt::format("it did not answer a request within {} ms", settings_.requestDeadline.count());
+        Log::error("Extension host: %s %s; ending its process", name_, why);
+        endLocked(lock, true, why);
+        return std::nullopt;
+    }
+    if (!reply_) {
+        why = fmt::format("its process ended during a request ({})", closeReason_);
+        endLocked(lock, false, why);
+        return std::nullopt;
+    }
+    const auto reply = std::exchange(reply_, std::nullopt);
+    std::string refusal = "not one value";
+    auto outcome
+        = reply->arguments.size() == 1 ? ExtensionProtocol::decodeOutcome(reply->arguments[0], &refusal) : std::nullopt;
+    if (!outcome) {
+        why = fmt::format("it answered a request with malformed items ({})", refusal);
+        Log::error("Extension host: %s %s; ending its process", name_, why);
+        endLocked(lock, true, why);
+        return std::nullopt;
+    }
+    // The extension's code threw, or the program refused the request: the
+    // request failed in the extension's process, which carries on.
+    if (outcome->error && outcome->error->domain() == Extension::ErrorDomain
+        && outcome->error->code() == Extension::RequestFailedErrorCode) {
+        why = fmt::format("its code failed a request ({})", outcome->error->localizedDescription());
+        Log::error("Extension host: %s %s", name_, why);
+        return std::nullopt;
+    }
+    return outcome;
+}
+
+void ExtensionHostProcess::endLocked(std::unique_lock<std::mutex>& lock, bool kill, const std::string& why)
+{
+    auto process = std::move(process_);
+    auto connection = std::move(connection_);
+    const auto ending = generation_++;
+    const auto ceiling = settings_.memoryCeiling;
+    lock.unlock();
+    if (connection) {
+        connection->close(why);
+    }
+    std::optional<ChildProcess::Exit> exit;
+    if (process) {
+        if (!kill) {
+            exit = process->waitForExit(kExitGrace);
+        }
+        if (!exit) {
+            process->signal(SIGKILL);
+            exit = process->waitForExit(kReapLimit);
+        }
+    }
+    // The connection's thread may be telling this object about the end: it
+    // is let go with the lock released, and this object waits until the
+    // thread has told it, so that the thread never reaches it after it is gone.
+    const bool hadConnection = connection != nullptr;
+    connection.reset();
+    process.reset();
+    lock.lock();
+    if (hadConnection
+        && !changed_.wait_for(lock, kReapLimit, [this, ending] { return lastClosedGeneration_ >= ending; })) {
+        Log::error("Extension host: the connection to %s did not end", name_);
+    }
+    if (exit) {
+        Log::ordinary("Extension host: %s ended (%s, %s); peak memory %s of its %s ceiling", name_, howItEnded(*exit),
+            why, megabytes(exit->peakMemory), megabytes(ceiling));
+        lastExit_ = exit;
+    }
+    connectionClosed_ = false;
+    changed_.notify_all();
+}
+
+void ExtensionHostProcess::received(std::uint64_t generation, Message message)
+{
+    std::lock_guard lock(mutex_);
+    // A connection being let go is closing anyway: what it still hands over is dropped.
+    if (generation != generation_ || !connection_) {
+        return;
+    }
+    if (message.kind == Message::Kind::Reply && message.number == awaited_ && !reply_) {
+        awaited_ = 0;
+        reply_ = std::move(message);
+        changed_.notify_all();
+    } else {
+        Log::error("Extension host: %s sent an unexpected message %s", name_, message.selector);
+    }
+    connection_->deliveryFinished();
+}
+
+void ExtensionHostProcess::closed(std::uint64_t generation, const std::string& reason)
+{
+    std::lock_guard lock(mutex_);
+    lastClosedGeneration_ = std::max(lastClosedGeneration_, generation);
+    changed_.notify_all();
+    if (generation != generation_) {
+        return;
+    }
+    connectionClosed_ = true;
+    closeReason_ = reason;
+    changed_.notify_all();
+}
+
+} // namespace lumora::platform::host

@@ -1,0 +1,322 @@
+// Upload extensions run in processes of their own: a live broadcast through
+// one, and each way such a process can fail during a broadcast.
+#include "broadcast/LMBroadcastActivityViewController.h"
+#include "broadcast/LMBroadcastConfiguration.h"
+#include "broadcast/LMBroadcastController.h"
+#include "broadcast/LMBroadcastExtension.h"
+#include "platform/extensions/Extension.h"
+#include "platform/host/services/SimulatedBroadcastPicker.h"
+#include "platform/ui/ViewController.h"
+#include "recording/LMDaemonProxy.h"
+#include "recording/LumoraErrors.h"
+#include "tests/recording/RecorderFixture.h"
+#include "tests/upload/UploadTestSupport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <mutex>
+
+#include <unistd.h>
+
+namespace lumora::test {
+namespace {
+
+using platform::ErrorRef;
+using platform::host::ExtensionHostProcess;
+using platform::host::SimulatedBroadcastPicker;
+using platform::host::SimulatedRecordingService;
+
+constexpr const char* kSetupExtension = "com.example.faulty.setup";
+constexpr const char* kUploadExtension = "com.example.faulty.upload";
+
+bool logged(const LogCapture& log, std::string_view part)
+{
+    const auto texts = log.texts();
+    return std::any_of(
+        texts.begin(), texts.end(), [part](const std::string& text) { return text.find(part) != std::string::npos; });
+}
+
+std::string bundle(const char* name)
+{
+    return std::string(LUMORA_TEST_EXTENSIONS_DIR) + "/" + name + ".appex";
+}
+
+/// The "requests" the application heard in each service information, in order.
+class ServiceInfoHeard final : public LMBroadcastControllerDelegate::BroadcastController_didUpdateServiceInfo {
+public:
+    void broadcastController_didUpdateServiceInfo(
+        const std::shared_ptr<LMBroadcastController>& /*controller*/, const DictionaryRef& serviceInfo) override
+    {
+        std::lock_guard lock(mutex_);
+        heard_.push_back(serviceInfo);
+    }
+    std::vector<std::int64_t> requests() const { return numbers("requests"); }
+    std::vector<std::int64_t> numbers(std::string_view key) const
+    {
+        std::lock_guard lock(mutex_);
+        std::vector<std::int64_t> numbers;
+        for (const auto& info : heard_) {
+            numbers.push_back(info ? info->valueForKey(key).int64Value() : -1);
+        }
+        return numbers;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<DictionaryRef> heard_;
+};
+
+/// The errors of the stops the recorder's delegate heard, from any thread.
+class StopsHeard final
+    : public LMScreenRecorderDelegate::ScreenRecorder_didStopRecordingWithError_previewViewController {
+public:
+    void screenRecorder_didStopRecordingWithError_previewViewController(
+        const std::shared_ptr<LMScreenRecorder>& /*recorder*/, const ErrorRef& error,
+        const std::shared_ptr<LMPreviewViewController>& /*preview*/) override
+    {
+        std::lock_guard lock(mutex_);
+        errors_.push_back(error);
+    }
+    std::vector<ErrorRef> errors() const
+    {
+        std::lock_guard lock(mutex_);
+        return errors_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<ErrorRef> errors_;
+};
+
+class PickerDelegate final : public LMBroadcastActivityViewControllerDelegate::
+                                 BroadcastActivityViewController_didFinishWithBroadcastController_error {
+public:
+    void broadcastActivityViewController_didFinishWithBroadcastController_error(
+        const std::shared_ptr<LMBroadcastActivityViewController>& /*picker*/,
+        const std::shared_ptr<LMBroadcastController>& controller, const ErrorRef& error) override
+    {
+        recorder.callback()(controller, error);
+    }
+    CallbackRecorder<std::shared_ptr<LMBroadcastController>, ErrorRef> recorder;
+};
+
+class OutOfProcessUploadTest : public RecorderTest {
+protected:
+    void SetUp() override
+    {
+        RecorderTest::SetUp();
+        LMDaemonProxy::daemonProxy()->setConnection(service().clientConnection());
+        LMScreenRecorder::sharedRecorder()->setDelegate(recording);
+        auto attributes = std::make_shared<platform::Dictionary>();
+        (*attributes)[std::string(platform::Extension::PointIdentifierAttribute)]
+            = std::string(SimulatedBroadcastPicker::SetupExtensionPoint);
+        (*attributes)[std::string(SimulatedBroadcastPicker::UploadExtensionAttribute)] = kUploadExtension;
+        device().extensions().installExtension(
+            kSetupExtension, attributes, [](const platform::host::ExtensionRequestSide& request) {
+                LMBroadcastExtension::completeRequestWithBroadcastURL_broadcastConfiguration_setupInfo(request.context,
+                    platform::URL::URLWithString("rtmp://live.example/main"),
+                    std::make_shared<LMBroadcastConfiguration>(), dictionary({ { "channel", Value("main") } }));
+                return std::make_shared<platform::ViewController>();
+            });
+    }
+    void TearDown() override
+    {
+        RecorderTest::TearDown();
+        LMDaemonProxy::daemonProxy()->setConnection(nullptr);
+        prepareDevice();
+    }
+
+    // Installs the upload extension from `bundleName`, chooses its service in
+    // the picker and starts broadcasting; the extension's process.
+    std::shared_ptr<ExtensionHostProcess> goLive(const char* bundleName,
+        std::chrono::milliseconds deadline = ExtensionHostProcess::UploadRequestDeadline,
+        SimulatedRecordingService::UploadKind kind = SimulatedRecordingService::UploadKind::SampleBuffer)
+    {
+        auto process = service().installUploadExtensionOutOfProcess(kUploadExtension, kind, bundle(bundleName));
+        process->setRequestDeadline(deadline);
+        CallbackRecorder<std::shared_ptr<LMBroadcastActivityViewController>, ErrorRef> loaded;
+        LMBroadcastActivityViewController::loadBroadcastActivityViewControllerWithHandler(loaded.callback());
+        EXPECT_TRUE(loaded.wait());
+        const auto picker = std::get<0>(loaded.call());
+        if (!picker) {
+            return nullptr;
+        }
+        picker->setDidFinishHandler(nullptr);
+        const auto pickerDelegate = std::make_shared<PickerDelegate>();
+        picker->setDelegate(pickerDelegate);
+        EXPECT_TRUE(device().broadcastPicker().chooseService(kSetupExtension));
+        EXPECT_TRUE(pickerDelegate->recorder.wait());
+        controller = std::get<0>(pickerDelegate->recorder.call());
+        if (!controller) {
+            return nullptr;
+        }
+        controller->setDelegate(heard);
+        CallbackRecorder<ErrorRef> started;
+        controller->startBroadcastWithHandler(started.callback());
+        EXPECT_TRUE(started.wait());
+        EXPECT_EQ(std::get<0>(started.call()), nullptr);
+        return process;
+    }
+
+    // Lets one payload interval pass on the device clock.
+    static void letPayloadIntervalPass()
+    {
+        device().advanceClock(SimulatedRecordingService::PayloadInterval);
+        drainMainQueue();
+    }
+
+    // Waits until the application has heard the service information of `count` requests.
+    bool heardRequests(std::size_t count)
+    {
+        return runUntil([this, count] { return heard->requests().size() >= count; });
+    }
+
+    // Waits until the recorder's delegate heard the broadcast stop, and returns its error.
+    ErrorRef stopHeard()
+    {
+        EXPECT_TRUE(runUntil([this] { return !recording->errors().empty(); }, std::chrono::seconds(15)));
+        const auto errors = recording->errors();
+        return errors.empty() ? nullptr : errors.front();
+    }
+
+    std::shared_ptr<StopsHeard> recording = std::make_shared<StopsHeard>();
+    std::shared_ptr<ServiceInfoHeard> heard = std::make_shared<ServiceInfoHeard>();
+    std::shared_ptr<LMBroadcastController> controller;
+};
+
+TEST_F(OutOfProcessUploadTest, ABroadcastRunsThroughTheExtensionsOwnProcessAndItsPeakMemoryIsReported)
+{
+    const LogCapture log;
+    const auto process = goLive("Steady");
+    ASSERT_NE(process, nullptr);
+    ASSERT_TRUE(heardRequests(1));
+    const auto pid = process->pid();
+    ASSERT_TRUE(pid.has_value());
+    EXPECT_NE(*pid, ::getpid());
+    letPayloadIntervalPass();
+    letPayloadIntervalPass();
+    ASSERT_TRUE(heardRequests(3));
+
+    CallbackRecorder<ErrorRef> finished;
+    controller->finishBroadcastWithHandler(finished.callback());
+    ASSERT_TRUE(finished.wait());
+    ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
+    EXPECT_FALSE(service().isBroadcasting());
+    EXPECT_THAT(heard->requests(), ::testing::ElementsAre(1, 2, 3));
+    EXPECT_TRUE(recording->errors().empty());
+    EXPECT_EQ(process->launches(), 1U);
+
+    process->stop();
+    const auto exit = process->lastExit();
+    ASSERT_TRUE(exit.has_value());
+    EXPECT_FALSE(exit->crossedCeiling);
+    EXPECT_GT(exit->peakMemory, 0U);
+    EXPECT_LT(exit->peakMemory, ExtensionHostProcess::UploadMemoryCeiling);
+    EXPECT_TRUE(logged(log, "peak memory"));
+}
+
+TEST_F(OutOfProcessUploadTest, AMovieClipExtensionReadsEachClipThroughTheFileItIsHanded)
+{
+    const auto process = goLive(
+        "ClipSize", ExtensionHostProcess::UploadRequestDeadline, SimulatedRecordingService::UploadKind::MovieClip);
+    ASSERT_NE(process, nullptr);
+    device().advanceClock(SimulatedRecordingService::DefaultClipDuration);
+    drainMainQueue();
+    ASSERT_TRUE(heardRequests(1));
+    const auto sizes = heard->numbers("clipBytes");
+    ASSERT_EQ(sizes.size(), 1U);
+    EXPECT_GT(sizes[0], 0);
+    CallbackRecorder<ErrorRef> finished;
+    controller->finishBroadcastWithHandler(finished.callback());
+    ASSERT_TRUE(finished.wait());
+    ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
+    EXPECT_TRUE(recording->errors().empty());
+}
+
+struct Fault {
+    const char* bundle;
+    /// How the process ended: by a signal, by crossing its ceiling, or not at all.
+    std::optional<int> signal;
+    bool crossesCeiling = false;
+    bool processEnds = true;
+    const char* logged;
+};
+
+void PrintTo(const Fault& fault, std::ostream* out)
+{
+    *out << fault.bundle;
+}
+
+class OutOfProcessFaultTest : public OutOfProcessUploadTest, public ::testing::WithParamInterface<Fault> { };
+
+// The fault strikes on the process's third request (the second payload): the
+// application has heard what the first two returned, the broadcast stops as a
+// failed recording, and the host carries on.
+TEST_P(OutOfProcessFaultTest, AFailingExtensionStopsTheBroadcastAsAFailedRecording)
+{
+    const auto& fault = GetParam();
+    const LogCapture log;
+    const auto process = goLive(fault.bundle, std::chrono::milliseconds(400));
+    ASSERT_NE(process, nullptr);
+    letPayloadIntervalPass();
+    ASSERT_TRUE(heardRequests(2));
+    letPayloadIntervalPass();
+
+    const auto error = stopHeard();
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->code(), -5804);
+    EXPECT_EQ(error->domain(), LMRecordingErrorDomain);
+    EXPECT_FALSE(service().isBroadcasting());
+    // Payloads the service had queued are not delivered to a failed broadcast.
+    letPayloadIntervalPass();
+    ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
+    EXPECT_THAT(heard->requests(), ::testing::ElementsAre(1, 2));
+    EXPECT_TRUE(logged(log, fault.logged)) << ::testing::PrintToString(log.texts());
+
+    if (fault.processEnds) {
+        const auto exit = process->lastExit();
+        ASSERT_TRUE(exit.has_value());
+        EXPECT_EQ(exit->crossedCeiling, fault.crossesCeiling);
+        if (fault.signal) {
+            EXPECT_EQ(exit->signal, fault.signal);
+        }
+        EXPECT_GT(exit->peakMemory, 0U);
+        EXPECT_FALSE(process->pid().has_value());
+    } else {
+        EXPECT_TRUE(process->pid().has_value());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, OutOfProcessFaultTest,
+    ::testing::Values(Fault { "Crashing", SIGABRT, false, true, "its process ended during a request" },
+        Fault { "Throwing", std::nullopt, false, false, "its code failed a request" },
+        Fault { "Hanging", SIGKILL, false, true, "did not answer a request within 400 ms" },
+        Fault { "Leaking", SIGKILL, true, true, "crossed its memory ceiling" },
+        Fault { "Malformed", SIGKILL, false, true, "answered a request with malformed items" }),
+    [](const ::testing::TestParamInfo<Fault>& given) { return std::string(given.param.bundle); });
+
+TEST_F(OutOfProcessUploadTest, AnExtensionProcessKilledMidBroadcastStopsTheBroadcast)
+{
+    const auto process = goLive("Steady");
+    ASSERT_NE(process, nullptr);
+    letPayloadIntervalPass();
+    ASSERT_TRUE(heardRequests(2));
+    ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
+    ASSERT_TRUE(process->signal(SIGKILL));
+    letPayloadIntervalPass();
+
+    const auto error = stopHeard();
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->code(), -5804);
+    const auto exit = process->lastExit();
+    ASSERT_TRUE(exit.has_value());
+    EXPECT_EQ(exit->signal, SIGKILL);
+    EXPECT_EQ(process->launches(), 1U);
+    EXPECT_THAT(heard->requests(), ::testing::ElementsAre(1, 2));
+}
+
+} // namespace
+} // namespace lumora::test
