@@ -164,6 +164,8 @@ TEST_F(ServiceProcessTest, KilledBeforeAnsweringAStopTheStopFailsOnceAndTheDeleg
     LogCapture log;
     ASSERT_TRUE(process().kill());
     ASSERT_TRUE(interruptionHandled(log));
+    // The interruption's stop reaches the delegate through the MainQueue.
+    ASSERT_TRUE(runUntil([this] { return delegate->stops.size() == 1; }));
     ASSERT_TRUE(runPendingDeliveries());
     ASSERT_EQ(delegate->stops.size(), 1U);
     ASSERT_EQ(start(), nullptr);

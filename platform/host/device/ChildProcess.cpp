@@ -113,7 +113,8 @@ GroupHome findGroupHome()
         if (first == std::string::npos || second == std::string::npos) {
             continue;
         }
-        const auto controllers = "," + line.substr(first + 1, second - first - 1) + ",";
+        std::string controllers(",");
+        controllers.append(line, first + 1, second - first - 1).push_back(',');
         const auto path = line.substr(second + 1);
         if (controllers == ",,") {
             unifiedPath = path;
