@@ -28,8 +28,13 @@ namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kSanitizerBuild = true;
+// What a sanitizer's own bookkeeping adds to a process's memory (shadow
+// pages, quarantined blocks, a binary several times larger), granted on top
+// of the ceiling so that a sanitizer build lives under the same ceilings.
+constexpr std::size_t kSanitizerAllowance = std::size_t { 256 } << 20U;
 #else
 constexpr bool kSanitizerBuild = false;
+constexpr std::size_t kSanitizerAllowance = 0;
 #endif
 
 std::string readFile(const std::string& path)
@@ -190,16 +195,17 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::st
     std::string procs;
     struct rlimit dataLimit { };
     if (launch.memoryCeiling) {
+        child->memoryCeiling_ = *launch.memoryCeiling + kSanitizerAllowance;
         const auto& home = groupHome();
         if (home.kind != Ceiling::None) {
-            child->group_ = makeGroup(home.kind, home.folder, *launch.memoryCeiling);
+            child->group_ = makeGroup(home.kind, home.folder, child->memoryCeiling_);
         }
         if (!child->group_.empty()) {
             child->ceiling_ = home.kind;
             procs = child->group_ + "/cgroup.procs";
         } else if (!kSanitizerBuild) {
             child->ceiling_ = Ceiling::ResourceLimit;
-            dataLimit.rlim_cur = dataLimit.rlim_max = *launch.memoryCeiling;
+            dataLimit.rlim_cur = dataLimit.rlim_max = child->memoryCeiling_;
         }
     }
 
@@ -365,6 +371,7 @@ void ChildProcess::finish(int waitStatus, std::size_t maxResident)
         exit.signal = WTERMSIG(waitStatus);
     }
     exit.peakMemory = maxResident;
+    exit.memoryCeiling = memoryCeiling_;
     if (ceiling_ == Ceiling::ControlGroupV2) {
         exit.peakMemory = number(readFile(group_ + "/memory.peak"));
         exit.crossedCeiling = keyedNumber(readFile(group_ + "/memory.events"), "oom_kill") > 0;

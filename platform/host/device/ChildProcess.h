@@ -42,6 +42,8 @@ public:
         bool crossedCeiling = false;
         /// Its peak memory in bytes (resident, or charged to its group).
         std::size_t peakMemory = 0;
+        /// The ceiling it ran under (`memoryCeiling()`); 0 without one.
+        std::size_t memoryCeiling = 0;
     };
 
     /// What to start.
@@ -67,6 +69,9 @@ public:
 
     [[nodiscard]] pid_t pid() const { return pid_; }
     [[nodiscard]] Ceiling ceiling() const { return ceiling_; }
+    /// The ceiling in force, in bytes: the one asked for, plus a fixed
+    /// allowance for the sanitizer's own memory in a sanitizer build; 0 without one.
+    [[nodiscard]] std::size_t memoryCeiling() const { return memoryCeiling_; }
     /// The memory the process holds now, in bytes (resident, or charged to
     /// its group); 0 once it has ended.
     [[nodiscard]] std::size_t currentMemory() const;
@@ -84,6 +89,7 @@ private:
     pid_t pid_ = -1;
     int pidDescriptor_ = -1;
     Ceiling ceiling_ = Ceiling::None;
+    std::size_t memoryCeiling_ = 0;
     std::string group_;
     std::optional<Exit> exit_;
 };

@@ -83,10 +83,8 @@ ErrorRef BroadcastSession::presentPickerAndChoose(const std::string& setupExtens
     picker_ = *picker;
     picker_->setDelegate(shared_from_this());
     root_->presentViewController_animated_completion(picker_, false, nullptr);
-    if (!SimulatedDevice::shared().broadcastPicker().chooseService(setupExtension)) {
-        return sessionError(NoPickerErrorCode);
-    }
-    const bool finished = runUntil([this] {
+    const bool chosen = SimulatedDevice::shared().broadcastPicker().chooseService(setupExtension);
+    const bool finished = chosen && runUntil([this] {
         const std::lock_guard lock(mutex_);
         return pickerFinished_;
     });
@@ -95,6 +93,9 @@ ErrorRef BroadcastSession::presentPickerAndChoose(const std::string& setupExtens
     // The picker keeps the handler it was loaded with; let it go with the picker.
     picker_->setDidFinishHandler(nullptr);
     picker_.reset();
+    if (!chosen) {
+        return sessionError(NoPickerErrorCode);
+    }
     if (!finished) {
         return sessionError(TimedOutErrorCode);
     }

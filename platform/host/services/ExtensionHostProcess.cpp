@@ -287,7 +287,7 @@ void ExtensionHostProcess::endLocked(std::unique_lock<std::mutex>& lock, bool ki
     }
     if (exit) {
         Log::ordinary("Extension host: %s ended (%s, %s); peak memory %s of its %s ceiling", name_, howItEnded(*exit),
-            why, megabytes(exit->peakMemory), megabytes(ceiling));
+            why, megabytes(exit->peakMemory), megabytes(exit->memoryCeiling != 0 ? exit->memoryCeiling : ceiling));
         lastExit_ = exit;
     }
     connectionClosed_ = false;
