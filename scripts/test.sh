@@ -2,11 +2,11 @@
 # Installs what the project needs, builds and runs the tests.
 #
 #   scripts/test.sh          the ordinary build and its whole test suite, then the
-#                            installed-package check (about 8 minutes on two cores)
+#                            installed-package check (about 12 minutes on two cores)
 #   scripts/test.sh --all    the same, then the API reference check, the benchmarks
 #                            run briefly, the suite again under AddressSanitizer and
 #                            UndefinedBehaviorSanitizer and under ThreadSanitizer, and
-#                            the fuzz smoke run (about 30 minutes on two cores; CI runs it)
+#                            the fuzz smoke run (about 40 minutes on two cores; CI runs it)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
