@@ -118,26 +118,7 @@ int ExtensionHostProgram::run()
     if (!load()) {
         return 1;
     }
-    auto connection = transport::SocketConnection::open(options_.socket, "extension host",
-        { [this](const Message& message) {
-             {
-                 // The host may have written before the socket was stored.
-                 std::unique_lock lock(mutex_);
-                 ended_.wait(lock, [this] { return connection_ != nullptr; });
-             }
-             handle(message);
-             connection_->deliveryFinished();
-         },
-            [this](const std::string& reason) {
-                Log::ordinary("Extension host: the connection ended (%s)", reason);
-                std::lock_guard lock(mutex_);
-                done_ = true;
-                ended_.notify_all();
-            } });
-    std::unique_lock lock(mutex_);
-    connection_ = std::move(connection);
-    ended_.notify_all();
-    ended_.wait(lock, [this] { return done_; });
+    link_.serve(options_.socket, "Extension host", [this](const Message& message) { handle(message); });
     return 0;
 }
 
@@ -253,7 +234,7 @@ void ExtensionHostProgram::reply(const Message& request, Value value)
     answer.number = request.number;
     answer.selector = request.selector;
     answer.arguments.push_back(std::move(value));
-    if (connection_->send(answer) != transport::SocketConnection::Sent::Queued) {
+    if (link_.connection()->send(answer) != transport::SocketConnection::Sent::Queued) {
         Log::error("Extension host: could not send the reply to %s", request.selector);
     }
 }

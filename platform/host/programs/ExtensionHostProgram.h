@@ -3,11 +3,10 @@
 #include "platform/host/extensions/ExtensionEntryPoint.h"
 #include "platform/host/extensions/SharedPayloadRegion.h"
 #include "platform/host/transport/Message.h"
+#include "platform/host/transport/ProgramConnection.h"
 #include "platform/host/transport/SocketConnection.h"
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -64,10 +63,7 @@ private:
     std::vector<std::string> fileFolders_;
     std::set<std::string> mountedFolders_;
 
-    std::mutex mutex_;
-    std::condition_variable ended_;
-    std::shared_ptr<transport::SocketConnection> connection_;
-    bool done_ = false;
+    transport::ProgramConnection link_;
 };
 
 } // namespace lumora::platform::host

@@ -112,26 +112,7 @@ std::optional<RecordingServiceProgram::Options> RecordingServiceProgram::parse(
 
 int RecordingServiceProgram::run()
 {
-    auto connection = transport::SocketConnection::open(options_.socket, "recording service",
-        { [this](const Message& message) {
-             {
-                 // The application may have written before the socket was stored.
-                 std::unique_lock lock(mutex_);
-                 ended_.wait(lock, [this] { return connection_ != nullptr; });
-             }
-             handle(message);
-             connection_->deliveryFinished();
-         },
-            [this](const std::string& reason) {
-                Log::ordinary("Recording service: the connection ended (%s)", reason);
-                std::lock_guard lock(mutex_);
-                done_ = true;
-                ended_.notify_all();
-            } });
-    std::unique_lock lock(mutex_);
-    connection_ = std::move(connection);
-    ended_.notify_all();
-    ended_.wait(lock, [this] { return done_; });
+    link_.serve(options_.socket, "Recording service", [this](const Message& message) { handle(message); });
     return 0;
 }
 
@@ -187,13 +168,13 @@ void RecordingServiceProgram::reply(const Message& request, std::vector<Value> v
             ::pause();
         }
     }
-    connection_->send({ Message::Kind::Reply, request.number, request.selector, std::move(values) });
+    link_.connection()->send({ Message::Kind::Reply, request.number, request.selector, std::move(values) });
 }
 
 void RecordingServiceProgram::refuse(const Message& message, const char* why)
 {
     Log::error("Recording service: refused %s: %s", message.selector, why);
-    connection_->close(why);
+    link_.connection()->close(why);
 }
 
 std::pair<std::optional<std::string>, ErrorRef> RecordingServiceProgram::finishMovie()

@@ -2,12 +2,11 @@
 
 #include "platform/foundation/Error.h"
 #include "platform/host/transport/Message.h"
+#include "platform/host/transport/ProgramConnection.h"
 #include "platform/host/transport/SocketConnection.h"
 
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -59,14 +58,10 @@ private:
     std::pair<std::optional<std::string>, ErrorRef> finishMovie();
 
     Options options_;
-    std::shared_ptr<transport::SocketConnection> connection_;
+    transport::ProgramConnection link_;
     bool recording_ = false;
     std::uint64_t moviesWritten_ = 0;
     std::string lastMovie_;
-
-    std::mutex mutex_;
-    std::condition_variable ended_;
-    bool done_ = false;
 };
 
 } // namespace lumora::platform::host
