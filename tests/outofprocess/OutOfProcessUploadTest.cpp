@@ -1,10 +1,10 @@
 // Upload extensions run in processes of their own: a live broadcast through
 // one, and each way such a process can fail during a broadcast.
-#include "broadcast/LMBroadcastActivityViewController.h"
 #include "broadcast/LMBroadcastConfiguration.h"
 #include "broadcast/LMBroadcastController.h"
 #include "broadcast/LMBroadcastExtension.h"
 #include "platform/extensions/Extension.h"
+#include "platform/host/lab/BroadcastSession.h"
 #include "platform/host/services/SimulatedBroadcastPicker.h"
 #include "platform/ui/ViewController.h"
 #include "recording/LMDaemonProxy.h"
@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <mutex>
 
 #include <unistd.h>
 
@@ -25,6 +24,7 @@ namespace lumora::test {
 namespace {
 
 using platform::ErrorRef;
+using platform::host::BroadcastSession;
 using platform::host::ExtensionHostProcess;
 using platform::host::SimulatedBroadcastPicker;
 using platform::host::SimulatedRecordingService;
@@ -44,72 +44,12 @@ std::string bundle(const char* name)
     return std::string(LUMORA_TEST_EXTENSIONS_DIR) + "/" + name + ".appex";
 }
 
-/// The "requests" the application heard in each service information, in order.
-class ServiceInfoHeard final : public LMBroadcastControllerDelegate::BroadcastController_didUpdateServiceInfo {
-public:
-    void broadcastController_didUpdateServiceInfo(
-        const std::shared_ptr<LMBroadcastController>& /*controller*/, const DictionaryRef& serviceInfo) override
-    {
-        std::lock_guard lock(mutex_);
-        heard_.push_back(serviceInfo);
-    }
-    std::vector<std::int64_t> requests() const { return numbers("requests"); }
-    std::vector<std::int64_t> numbers(std::string_view key) const
-    {
-        std::lock_guard lock(mutex_);
-        std::vector<std::int64_t> numbers;
-        for (const auto& info : heard_) {
-            numbers.push_back(info ? info->valueForKey(key).int64Value() : -1);
-        }
-        return numbers;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<DictionaryRef> heard_;
-};
-
-/// The errors of the stops the recorder's delegate heard, from any thread.
-class StopsHeard final
-    : public LMScreenRecorderDelegate::ScreenRecorder_didStopRecordingWithError_previewViewController {
-public:
-    void screenRecorder_didStopRecordingWithError_previewViewController(
-        const std::shared_ptr<LMScreenRecorder>& /*recorder*/, const ErrorRef& error,
-        const std::shared_ptr<LMPreviewViewController>& /*preview*/) override
-    {
-        std::lock_guard lock(mutex_);
-        errors_.push_back(error);
-    }
-    std::vector<ErrorRef> errors() const
-    {
-        std::lock_guard lock(mutex_);
-        return errors_;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<ErrorRef> errors_;
-};
-
-class PickerDelegate final : public LMBroadcastActivityViewControllerDelegate::
-                                 BroadcastActivityViewController_didFinishWithBroadcastController_error {
-public:
-    void broadcastActivityViewController_didFinishWithBroadcastController_error(
-        const std::shared_ptr<LMBroadcastActivityViewController>& /*picker*/,
-        const std::shared_ptr<LMBroadcastController>& controller, const ErrorRef& error) override
-    {
-        recorder.callback()(controller, error);
-    }
-    CallbackRecorder<std::shared_ptr<LMBroadcastController>, ErrorRef> recorder;
-};
-
 class OutOfProcessUploadTest : public RecorderTest {
 protected:
     void SetUp() override
     {
         RecorderTest::SetUp();
         LMDaemonProxy::daemonProxy()->setConnection(service().clientConnection());
-        LMScreenRecorder::sharedRecorder()->setDelegate(recording);
         auto attributes = std::make_shared<platform::Dictionary>();
         (*attributes)[std::string(platform::Extension::PointIdentifierAttribute)]
             = std::string(SimulatedBroadcastPicker::SetupExtensionPoint);
@@ -137,29 +77,24 @@ protected:
     {
         auto process = service().installUploadExtensionOutOfProcess(kUploadExtension, kind, bundle(bundleName));
         process->setRequestDeadline(deadline);
-        CallbackRecorder<std::shared_ptr<LMBroadcastActivityViewController>, ErrorRef> loaded;
-        LMBroadcastActivityViewController::loadBroadcastActivityViewControllerWithHandler(loaded.callback());
-        EXPECT_TRUE(loaded.wait());
-        const auto picker = std::get<0>(loaded.call());
-        if (!picker) {
-            return nullptr;
-        }
-        picker->setDidFinishHandler(nullptr);
-        const auto pickerDelegate = std::make_shared<PickerDelegate>();
-        picker->setDelegate(pickerDelegate);
-        EXPECT_TRUE(device().broadcastPicker().chooseService(kSetupExtension));
-        EXPECT_TRUE(pickerDelegate->recorder.wait());
-        controller = std::get<0>(pickerDelegate->recorder.call());
-        if (!controller) {
-            return nullptr;
-        }
-        controller->setDelegate(heard);
-        CallbackRecorder<ErrorRef> started;
-        controller->startBroadcastWithHandler(started.callback());
-        EXPECT_TRUE(started.wait());
-        EXPECT_EQ(std::get<0>(started.call()), nullptr);
-        return process;
+        session = BroadcastSession::make();
+        const auto error = session->goLive(kSetupExtension);
+        EXPECT_EQ(error, nullptr);
+        controller = session->controller();
+        return error ? nullptr : process;
     }
+
+    // The numbers under `key` in each service information the application heard, in order.
+    std::vector<std::int64_t> numbers(std::string_view key) const
+    {
+        std::vector<std::int64_t> numbers;
+        for (const auto& info : session->serviceInfo()) {
+            numbers.push_back(info ? info->valueForKey(key).int64Value() : -1);
+        }
+        return numbers;
+    }
+    // The "requests" the application heard in each service information, in order.
+    std::vector<std::int64_t> requests() const { return numbers("requests"); }
 
     // Lets one payload interval pass on the device clock.
     static void letPayloadIntervalPass()
@@ -171,19 +106,17 @@ protected:
     // Waits until the application has heard the service information of `count` requests.
     bool heardRequests(std::size_t count)
     {
-        return runUntil([this, count] { return heard->requests().size() >= count; });
+        return runUntil([this, count] { return session->serviceInfo().size() >= count; });
     }
 
     // Waits until the recorder's delegate heard the broadcast stop, and returns its error.
     ErrorRef stopHeard()
     {
-        EXPECT_TRUE(runUntil([this] { return !recording->errors().empty(); }, std::chrono::seconds(15)));
-        const auto errors = recording->errors();
-        return errors.empty() ? nullptr : errors.front();
+        EXPECT_TRUE(runUntil([this] { return session->stoppedBySystem(); }, std::chrono::seconds(15)));
+        return session->stopError();
     }
 
-    std::shared_ptr<StopsHeard> recording = std::make_shared<StopsHeard>();
-    std::shared_ptr<ServiceInfoHeard> heard = std::make_shared<ServiceInfoHeard>();
+    std::shared_ptr<BroadcastSession> session;
     std::shared_ptr<LMBroadcastController> controller;
 };
 
@@ -205,8 +138,8 @@ TEST_F(OutOfProcessUploadTest, ABroadcastRunsThroughTheExtensionsOwnProcessAndIt
     ASSERT_TRUE(finished.wait());
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
     EXPECT_FALSE(service().isBroadcasting());
-    EXPECT_THAT(heard->requests(), ::testing::ElementsAre(1, 2, 3));
-    EXPECT_TRUE(recording->errors().empty());
+    EXPECT_THAT(requests(), ::testing::ElementsAre(1, 2, 3));
+    EXPECT_FALSE(session->stoppedBySystem());
     EXPECT_EQ(process->launches(), 1U);
 
     process->stop();
@@ -227,14 +160,14 @@ TEST_F(OutOfProcessUploadTest, AMovieClipExtensionReadsEachClipThroughTheFileItI
     device().advanceClock(SimulatedRecordingService::DefaultClipDuration);
     drainMainQueue();
     ASSERT_TRUE(heardRequests(1));
-    const auto sizes = heard->numbers("clipBytes");
+    const auto sizes = numbers("clipBytes");
     ASSERT_EQ(sizes.size(), 1U);
     EXPECT_GT(sizes[0], 0);
     CallbackRecorder<ErrorRef> finished;
     controller->finishBroadcastWithHandler(finished.callback());
     ASSERT_TRUE(finished.wait());
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
-    EXPECT_TRUE(recording->errors().empty());
+    EXPECT_FALSE(session->stoppedBySystem());
 }
 
 struct Fault {
@@ -274,7 +207,7 @@ TEST_P(OutOfProcessFaultTest, AFailingExtensionStopsTheBroadcastAsAFailedRecordi
     // Payloads the service had queued are not delivered to a failed broadcast.
     letPayloadIntervalPass();
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
-    EXPECT_THAT(heard->requests(), ::testing::ElementsAre(1, 2));
+    EXPECT_THAT(requests(), ::testing::ElementsAre(1, 2));
     EXPECT_TRUE(logged(log, fault.logged)) << ::testing::PrintToString(log.texts());
 
     if (fault.processEnds) {
@@ -316,7 +249,7 @@ TEST_F(OutOfProcessUploadTest, AnExtensionProcessKilledMidBroadcastStopsTheBroad
     ASSERT_TRUE(exit.has_value());
     EXPECT_EQ(exit->signal, SIGKILL);
     EXPECT_EQ(process->launches(), 1U);
-    EXPECT_THAT(heard->requests(), ::testing::ElementsAre(1, 2));
+    EXPECT_THAT(requests(), ::testing::ElementsAre(1, 2));
 }
 
 } // namespace
