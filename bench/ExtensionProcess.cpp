@@ -2,6 +2,7 @@
 // the application's process: audio payloads decoded and delivered to a
 // sample-buffer handler, 32 to a request, and the start of an extension's
 // process up to its answer to the first request.
+#include "bench/PayloadBenchSupport.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/services/ExtensionHostProcess.h"
 #include "platform/media/SampleBuffer.h"
@@ -17,66 +18,11 @@
 
 namespace {
 
-using lumora::platform::Data;
-using lumora::platform::Dictionary;
+using lumora::bench::decodeAndDeliver;
+using lumora::bench::payloadList;
 using lumora::platform::Value;
 using lumora::platform::host::ExtensionHostProcess;
 using lumora::platform::host::ExtensionRequest;
-
-std::atomic<std::uint64_t> delivered { 0 };
-std::atomic<std::uint64_t> checksum { 0 };
-
-// The in-process extension: counts what reaches the subclass.
-class CountingHandler final : public lumora::LMBroadcastSampleHandler {
-public:
-    void processSampleBuffer_withType(
-        const std::shared_ptr<lumora::platform::SampleBuffer>& sample, std::int64_t /*type*/) override
-    {
-        checksum.fetch_add(sample->dataBuffer().span().back(), std::memory_order_relaxed);
-        delivered.fetch_add(1, std::memory_order_release);
-        delivered.notify_all();
-    }
-};
-
-Value payloadList(std::size_t bytes, std::size_t count)
-{
-    auto list = std::make_shared<lumora::platform::Array>();
-    lumora::platform::SampleTimingInfo timing;
-    timing.presentationTimeStamp = { 0, 44100, lumora::platform::MediaTime::Valid, 0 };
-    for (std::size_t i = 0; i < count; ++i) {
-        list->emplace_back(std::make_shared<Dictionary>(Dictionary {
-            { std::string(lumora::LMBroadcastProcessExtensionPayloadKeySampleType), Value(i % 2 == 0 ? 2 : 3) },
-            { std::string(lumora::LMBroadcastProcessExtensionPayloadKeyNumSamples),
-                Value(static_cast<std::int64_t>(bytes / 2)) },
-            { std::string(lumora::LMBroadcastProcessExtensionPayloadKeyAudioBufferList),
-                Value(Data(std::vector<std::uint8_t>(bytes, static_cast<std::uint8_t>(i)))) },
-            { std::string(lumora::LMBroadcastProcessExtensionPayloadKeyTimingInfo),
-                Value(Data(&timing, sizeof timing)) },
-        }));
-    }
-    return Value(std::move(list));
-}
-
-void decodeAndDeliver(benchmark::State& state)
-{
-    const auto bytes = static_cast<std::size_t>(state.range(0));
-    const auto count = static_cast<std::size_t>(state.range(1));
-    const Value payloads = payloadList(bytes, count);
-    for (auto _ : state) {
-        const std::uint64_t target = delivered.load(std::memory_order_acquire) + count;
-        const ExtensionRequest request({ ExtensionRequest::labelledItem("payload", payloads) });
-        std::make_shared<CountingHandler>()->beginRequestWithExtensionContext(request.context());
-        if (!request.waitForOutcome(std::chrono::seconds(10))) {
-            std::abort();
-        }
-        for (std::uint64_t now = delivered.load(std::memory_order_acquire); now < target;
-             now = delivered.load(std::memory_order_acquire)) {
-            delivered.wait(now, std::memory_order_acquire);
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(count * bytes));
-}
 
 ExtensionHostProcess::Settings benchExtension()
 {
