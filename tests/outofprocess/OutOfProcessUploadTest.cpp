@@ -4,8 +4,11 @@
 #include "broadcast/LMBroadcastController.h"
 #include "broadcast/LMBroadcastExtension.h"
 #include "platform/extensions/Extension.h"
+#include "platform/host/device/ChildProcess.h"
 #include "platform/host/lab/BroadcastSession.h"
+#include "platform/host/services/ExtensionHostSpares.h"
 #include "platform/host/services/SimulatedBroadcastPicker.h"
+#include "platform/host/system/TemporaryFolder.h"
 #include "platform/ui/ViewController.h"
 #include "recording/LMDaemonProxy.h"
 #include "recording/LumoraErrors.h"
@@ -17,6 +20,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 
 #include <unistd.h>
 
@@ -25,9 +29,12 @@ namespace {
 
 using platform::ErrorRef;
 using platform::host::BroadcastSession;
+using platform::host::ChildProcess;
 using platform::host::ExtensionHostProcess;
+using platform::host::ExtensionHostSpares;
 using platform::host::SimulatedBroadcastPicker;
 using platform::host::SimulatedRecordingService;
+using platform::host::TemporaryFolder;
 
 constexpr const char* kSetupExtension = "com.example.faulty.setup";
 constexpr const char* kUploadExtension = "com.example.faulty.upload";
@@ -168,6 +175,12 @@ TEST_F(OutOfProcessUploadTest, AMovieClipExtensionReadsEachClipThroughTheFileItI
     ASSERT_TRUE(finished.wait());
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
     EXPECT_FALSE(session->stoppedBySystem());
+
+    // Killed, the extension's process cleans up nothing: the device removes
+    // the folder its handed-over files were shown in.
+    process->stop();
+    const auto folders = TemporaryFolder::named("lumora-extension-files");
+    EXPECT_TRUE(std::filesystem::is_empty(folders)) << folders;
 }
 
 struct Fault {
@@ -232,10 +245,18 @@ INSTANTIATE_TEST_SUITE_P(Faults, OutOfProcessFaultTest,
         Fault { "Malformed", SIGKILL, false, true, "answered a request with malformed items" }),
     [](const ::testing::TestParamInfo<Fault>& given) { return std::string(given.param.bundle); });
 
+// The process comes from the spare the device started ahead, and runs under
+// the extension's own ceiling, not the spare's.
 TEST_F(OutOfProcessUploadTest, AnExtensionProcessKilledMidBroadcastStopsTheBroadcast)
 {
-    const auto process = goLive("Steady");
-    ASSERT_NE(process, nullptr);
+    constexpr std::size_t kCeiling = std::size_t { 40 } << 20U;
+    const auto installed = service().installUploadExtensionOutOfProcess(
+        kUploadExtension, SimulatedRecordingService::UploadKind::SampleBuffer, bundle("Steady"));
+    installed->setMemoryCeiling(kCeiling);
+    ASSERT_TRUE(ExtensionHostSpares::shared().waitUntilReady(installed->program(), std::chrono::seconds(10)));
+    session = BroadcastSession::make();
+    ASSERT_EQ(session->goLive(kSetupExtension), nullptr);
+    const auto& process = installed;
     letPayloadIntervalPass();
     ASSERT_TRUE(heardRequests(2));
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
@@ -248,6 +269,7 @@ TEST_F(OutOfProcessUploadTest, AnExtensionProcessKilledMidBroadcastStopsTheBroad
     const auto exit = process->lastExit();
     ASSERT_TRUE(exit.has_value());
     EXPECT_EQ(exit->signal, SIGKILL);
+    EXPECT_EQ(exit->memoryCeiling, kCeiling + ChildProcess::sanitizerAllowance());
     EXPECT_EQ(process->launches(), 1U);
     EXPECT_THAT(requests(), ::testing::ElementsAre(1, 2));
 }

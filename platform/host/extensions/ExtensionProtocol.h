@@ -17,6 +17,12 @@ class SharedPayloadRegion;
 /// a process of its own (`lumora-extension-host`), carried as messages over a
 /// socket connection:
 ///
+/// - `loadBundle:filesFolder:` (call, host to extension): the extension's
+///   bundle folder, for a program started without one (a spare started
+///   ahead of need), and the folder it may place handed-over files in; the
+///   program loads it before it serves anything else;
+/// - `ready` (call, extension to host): a program started without a bundle
+///   is up and waits for one;
 /// - `useSharedMemory:` (call, host to extension): the block of shared memory
 ///   that payload bytes arrive in from then on (`SharedPayloadRegion`);
 /// - `beginRequestWithItems:files:` (request, host to extension): one request
@@ -36,6 +42,8 @@ class ExtensionProtocol {
 public:
     ExtensionProtocol() = delete;
 
+    static constexpr std::string_view LoadBundleSelector = "loadBundle:filesFolder:";
+    static constexpr std::string_view ReadySelector = "ready";
     static constexpr std::string_view UseSharedMemorySelector = "useSharedMemory:";
     static constexpr std::string_view BeginRequestSelector = "beginRequestWithItems:files:";
     static constexpr std::string_view ServiceInfoSelector = "serviceInfo";

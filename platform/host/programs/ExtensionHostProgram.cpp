@@ -60,11 +60,13 @@ std::optional<ExtensionHostProgram::Options> ExtensionHostProgram::parse(const s
             options.socket = static_cast<int>(number);
         } else if (name == "--bundle") {
             options.bundle = value;
+        } else if (name == "--files-folder") {
+            options.filesFolder = value;
         } else {
             return std::nullopt;
         }
     }
-    if (options.socket < 0 || options.bundle.empty()) {
+    if (options.socket < 0) {
         return std::nullopt;
     }
     return options;
@@ -115,11 +117,45 @@ bool ExtensionHostProgram::load()
 
 int ExtensionHostProgram::run()
 {
-    if (!load()) {
+    const bool spare = options_.bundle.empty();
+    if (!spare && !load()) {
         return 1;
     }
-    link_.serve(options_.socket, "Extension host", [this](const Message& message) { handle(message); });
-    return 0;
+    bool failed = false;
+    link_.serve(
+        options_.socket, "Extension host",
+        [this, &failed](const Message& message) {
+            if (factory_ == nullptr) {
+                failed = failed || !loadGivenBundle(message);
+                return;
+            }
+            handle(message);
+        },
+        [this, spare] {
+            if (spare) {
+                link_.connection()->send({ Message::Kind::Call, 0, std::string(ExtensionProtocol::ReadySelector), {} });
+            }
+        });
+    return failed ? 1 : 0;
+}
+
+bool ExtensionHostProgram::loadGivenBundle(const Message& message)
+{
+    const auto connection = link_.connection();
+    if (message.kind != Message::Kind::Call || message.selector != ExtensionProtocol::LoadBundleSelector
+        || message.arguments.size() != 2 || !message.arguments[0].isString() || !message.arguments[1].isString()
+        || message.arguments[0].string()->empty()) {
+        Log::error("Extension host: refusing %s before a bundle was given", message.selector);
+        connection->close("no bundle was given");
+        return false;
+    }
+    options_.bundle = *message.arguments[0].string();
+    options_.filesFolder = *message.arguments[1].string();
+    if (!load()) {
+        connection->close("the bundle could not be loaded");
+        return false;
+    }
+    return true;
 }
 
 void ExtensionHostProgram::handle(const Message& message)
@@ -211,7 +247,9 @@ bool ExtensionHostProgram::placeFile(const std::string& devicePath, int descript
     auto& device = SimulatedDevice::shared();
     if (!mountedFolders_.contains(folder)) {
         std::error_code error;
-        auto pattern = (std::filesystem::temp_directory_path(error) / "lumora-extension-files-XXXXXX").string();
+        const auto parent = options_.filesFolder.empty() ? std::filesystem::temp_directory_path(error)
+                                                         : std::filesystem::path(options_.filesFolder);
+        auto pattern = (parent / "lumora-extension-files-XXXXXX").string();
         if (error || ::mkdtemp(pattern.data()) == nullptr) {
             return false;
         }

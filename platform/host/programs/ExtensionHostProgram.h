@@ -20,14 +20,21 @@ namespace lumora::platform::host {
 /// served one at a time, in order; the program ends when the host's side of
 /// the connection goes away.
 ///
+/// Started without a bundle (a spare the device starts ahead of need), it
+/// says it is ready and waits for the bundle it is given (`loadBundle:`),
+/// refusing everything else until then.
+///
 /// Everything the host sends is checked: a message it does not understand is
 /// logged and, when it wanted an answer, answered with an error.
 class ExtensionHostProgram {
 public:
     struct Options {
         int socket = -1;
-        /// The extension's bundle folder (a host path).
+        /// The extension's bundle folder (a host path); empty: given later.
         std::string bundle;
+        /// Where handed-over files are placed (a host folder); empty: in
+        /// folders of the program's own under the temporary folder.
+        std::string filesFolder;
     };
 
     /// Reads the command line; nullopt when it is not understood.
@@ -46,6 +53,8 @@ public:
 
 private:
     bool load();
+    /// Loads the bundle a spare is given; false (and the program ends) when it cannot.
+    bool loadGivenBundle(const transport::Message& message);
     void handle(const transport::Message& message);
     void beginRequest(const transport::Message& message);
     /// Makes the file behind `descriptor` readable at `devicePath` for the extension.

@@ -37,7 +37,12 @@ class SocketConnection;
 /// (`lastExit` keeps it).
 ///
 /// Payload bytes go through a block of shared memory handed to the process
-/// once (`SharedPayloadRegion`); files go as open file descriptors.
+/// once (`SharedPayloadRegion`); files go as open file descriptors, shown to
+/// the extension in a folder the device removes when the process ends.
+///
+/// A process is started ahead of need (`ExtensionHostSpares`) when the
+/// object is made, and again each time one is taken, so that a launch
+/// finds the program running and only hands it the bundle.
 class ExtensionHostProcess {
 public:
     /// The memory ceiling and request deadline of an upload extension.
@@ -55,6 +60,10 @@ public:
         std::chrono::milliseconds requestDeadline = UploadRequestDeadline;
         /// The program started; by default the one the build made.
         std::string program;
+        /// Whether the device keeps a process of the program started ahead
+        /// of need for it (`ExtensionHostSpares`); when not, every launch
+        /// starts the program.
+        bool startsAhead = true;
     };
 
     /// A file handed over with a request: where the extension finds it (a
@@ -85,6 +94,8 @@ public:
     void setMemoryCeiling(std::size_t bytes);
     void setRequestDeadline(std::chrono::milliseconds deadline);
 
+    /// The program it starts (set when it is made, never changed).
+    [[nodiscard]] const std::string& program() const { return settings_.program; }
     /// The running process's id, if one runs.
     [[nodiscard]] std::optional<pid_t> pid() const;
     /// Sends `signal` to the running process; false when none runs.
@@ -110,6 +121,8 @@ private:
     std::unique_ptr<ChildProcess> process_;
     std::shared_ptr<transport::SocketConnection> connection_;
     std::unique_ptr<SharedPayloadRegion> region_;
+    /// The folder the running process places handed-over files in.
+    std::string filesFolder_;
     /// Tells one process's connection from the next one's.
     std::uint64_t generation_ = 0;
     bool connectionClosed_ = false;
