@@ -130,6 +130,12 @@ TEST_F(LiveAudioTest, TheExtensionHearsWhatTheMovieHoldsAndNoMicrophoneWhileItIs
     session->run(1.0);
     LMScreenRecorder::sharedRecorder()->setMicrophoneEnabled(true);
     session->run(1.0);
+    // After a pause the payloads run on in time, the sound from the moment of the resume.
+    session->pause();
+    session->run(0.5);
+    const auto resumed = DeviceAudio::sampleAt(platform::Clock::uptime());
+    session->resume();
+    session->run(0.2);
     ASSERT_EQ(session->finish(), nullptr);
     ASSERT_TRUE(session->waitForDeliveries());
     ASSERT_TRUE(test::runPendingDeliveries());
@@ -137,20 +143,21 @@ TEST_F(LiveAudioTest, TheExtensionHearsWhatTheMovieHoldsAndNoMicrophoneWhileItIs
     const std::lock_guard lock(received_->mutex);
     const auto& application = received_->audio[LMBroadcastSampleTypeAudioApp];
     const auto& microphone = received_->audio[LMBroadcastSampleTypeAudioMic];
-    ASSERT_EQ(application.size(), 30U);
-    ASSERT_EQ(microphone.size(), 30U);
+    ASSERT_EQ(application.size(), 32U);
+    ASSERT_EQ(microphone.size(), 32U);
 
     // Each payload holds exactly what the device played at the moment it stands for.
     std::vector<std::int16_t> expected(static_cast<std::size_t>(kFramesPerPayload));
-    for (std::int64_t payload = 0; payload < 30; ++payload) {
+    for (std::int64_t payload = 0; payload < 32; ++payload) {
         SCOPED_TRACE(payload);
         const auto time = payload * kFramesPerPayload;
         ASSERT_EQ(application.count(time), 1U);
         ASSERT_EQ(microphone.count(time), 1U);
-        DeviceAudio::application(origin + time, expected);
+        const auto played = payload < 30 ? origin + time : resumed + time - (30 * kFramesPerPayload);
+        DeviceAudio::application(played, expected);
         EXPECT_EQ(application.at(time), expected);
         const bool muted = payload >= 10 && payload < 20;
-        DeviceAudio::unmutedMicrophone(origin + time, expected);
+        DeviceAudio::unmutedMicrophone(played, expected);
         if (muted) {
             std::fill(expected.begin(), expected.end(), std::int16_t { 0 });
         }
