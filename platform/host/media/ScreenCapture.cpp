@@ -6,6 +6,7 @@
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedDisplay.h"
 #include "platform/host/graphics/Bitmap.h"
+#include "platform/host/media/DeviceAudio.h"
 #include "platform/host/media/MovieWriter.h"
 
 #include <algorithm>
@@ -13,7 +14,6 @@
 #include <cmath>
 #include <condition_variable>
 #include <mutex>
-#include <numbers>
 #include <vector>
 
 namespace lumora::platform::host {
@@ -24,7 +24,6 @@ namespace {
 constexpr int kMostWaiting = 4;
 // How long closing a movie waits for its encoding.
 constexpr auto kEncodingTimeout = std::chrono::seconds(60);
-constexpr double kToneAmplitude = 0.25;
 // Frame slots are whole nanoseconds on the clock; this keeps a timer that
 // fires at a slot from rounding down to the slot before.
 constexpr double kSlotTolerance = 1e-6;
@@ -78,12 +77,15 @@ struct ScreenCapture::Encoder {
     }
 };
 
-std::shared_ptr<ScreenCapture> ScreenCapture::make(bool microphone)
+std::shared_ptr<ScreenCapture> ScreenCapture::make(bool microphone, std::shared_ptr<const DeviceAudio> audio)
 {
-    return std::shared_ptr<ScreenCapture>(new ScreenCapture(microphone));
+    return std::shared_ptr<ScreenCapture>(
+        new ScreenCapture(microphone, audio ? std::move(audio) : std::make_shared<const DeviceAudio>()));
 }
 
-ScreenCapture::ScreenCapture(bool microphone) : microphone_(microphone), encoder_(std::make_shared<Encoder>()) { }
+ScreenCapture::ScreenCapture(bool microphone, std::shared_ptr<const DeviceAudio> audio)
+    : microphone_(microphone), audio_(std::move(audio)), encoder_(std::make_shared<Encoder>())
+{ }
 
 ScreenCapture::~ScreenCapture()
 {
@@ -176,7 +178,7 @@ std::shared_ptr<ScreenCapture::Movie> ScreenCapture::openMovie(const std::string
         { .width = screen.width(),
             .height = screen.height(),
             .framesPerSecond = FramesPerSecond,
-            .audioChannels = microphone_ ? 1 : 0,
+            .audioChannels = 1,
             .audioSampleRate = AudioSampleRate });
     if (!writer) {
         return nullptr;
@@ -247,12 +249,11 @@ void ScreenCapture::takeDueFrames()
 
     std::vector<std::int16_t> samples;
     const double audioStart = static_cast<double>(nextSample_) / AudioSampleRate;
-    if (microphone_) {
-        const auto end = std::llround(now * AudioSampleRate);
-        for (; nextSample_ < end; ++nextSample_) {
-            const double phase = 2 * std::numbers::pi * ToneFrequency * static_cast<double>(nextSample_);
-            samples.push_back(static_cast<std::int16_t>(kToneAmplitude * 32767 * std::sin(phase / AudioSampleRate)));
-        }
+    if (const auto end = std::llround(now * AudioSampleRate); end > nextSample_) {
+        // The device's sound at the device times these samples were played.
+        samples.resize(static_cast<std::size_t>(end - nextSample_));
+        audio_->mix(DeviceAudio::sampleAt(startUptime_ + pausedTotal_) + nextSample_, samples, microphone_);
+        nextSample_ = end;
     }
 
     // Bounded memory: a picture waits for the encoder rather than the encoder for pictures.

@@ -11,11 +11,13 @@
 namespace lumora::platform::host {
 
 class Bitmap;
+class DeviceAudio;
 
 /// Captures what the simulated device's main screen shows, composited as the
 /// display draws it (`SimulatedDisplay::drawScreen`), at a fixed frame rate
-/// on the device clock, with a microphone tone when asked for, and writes it
-/// into movies (`MovieWriter`).
+/// on the device clock, with the device's sound (`DeviceAudio`: what the
+/// application plays, and what the microphone hears when asked for), and
+/// writes it into movies (`MovieWriter`).
 ///
 /// The capture's time starts at 0 when it starts and stands still while it
 /// is paused, so a movie has no gap for a pause. Frames are taken by timers
@@ -37,17 +39,16 @@ class ScreenCapture : private platform::Noncopyable, public std::enable_shared_f
 public:
     static constexpr int FramesPerSecond = 30;
     static constexpr int AudioSampleRate = 44100;
-    /// The microphone's tone.
-    static constexpr double ToneFrequency = 440;
 
     /// One movie being written from the capture.
     class Movie;
     /// Called on the MainQueue with each picture the capture takes and its time.
     using FrameObserver = std::function<void(const Bitmap& picture, double time)>;
 
-    /// A capture that has not started; `microphone` adds the microphone's
-    /// audio (a tone) to its movies.
-    static std::shared_ptr<ScreenCapture> make(bool microphone);
+    /// A capture that has not started. Its movies' sound is `audio` (a device
+    /// audio of its own when null) at the device times captured: the
+    /// application's, with the microphone's mixed in when `microphone`.
+    static std::shared_ptr<ScreenCapture> make(bool microphone, std::shared_ptr<const DeviceAudio> audio = nullptr);
     ~ScreenCapture();
 
     /// Starts taking frames: the first one now, at time 0.
@@ -75,12 +76,13 @@ public:
 private:
     struct Encoder;
 
-    explicit ScreenCapture(bool microphone);
+    ScreenCapture(bool microphone, std::shared_ptr<const DeviceAudio> audio);
     void schedule();
     void takeDueFrames();
     [[nodiscard]] double uptime() const;
 
     bool microphone_;
+    std::shared_ptr<const DeviceAudio> audio_;
     std::shared_ptr<Encoder> encoder_;
     std::shared_ptr<void> timer_;
     FrameObserver observer_;

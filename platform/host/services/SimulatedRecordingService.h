@@ -5,6 +5,7 @@
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Value.h"
 #include "platform/host/extensions/ExtensionRequest.h"
+#include "platform/host/media/DeviceAudio.h"
 #include "platform/host/media/ScreenCapture.h"
 #include "platform/host/services/ExtensionHostProcess.h"
 #include "platform/host/services/RecordingServiceProcess.h"
@@ -38,11 +39,15 @@ namespace lumora::platform::host {
 /// extension hears the start with the setup information, then one
 /// application and (when granted) one microphone audio payload every
 /// `PayloadInterval` seconds of the device clock, the pause and resume of
-/// the recording, and the finish when it stops.
+/// the recording, and the finish when it stops. The payloads carry the
+/// device's sound (`deviceAudio`) at the device times they stand for: what
+/// the application played, and what the microphone heard (silence while the
+/// application has it muted with `setMicrophoneEnabled:`).
 ///
-/// Each upload request waits at most `UploadRequestTimeout` for the extension
-/// to complete or cancel it: wall-clock time, not the device clock, so a held
-/// clock does not stretch it. A request left unanswered that long is logged
+/// Each upload request waits at most `UploadRequestTimeout` of the device
+/// clock for the extension to complete or cancel it: a held clock holds the
+/// deadline back until it is advanced past it, and a running clock makes it
+/// the same span of real time. A request left unanswered that long is logged
 /// ("the upload extension did not complete its request"), its reply is never
 /// read, and the next request goes on.
 ///
@@ -66,8 +71,9 @@ namespace lumora::platform::host {
 ///
 /// Stops answer with the canned movie unless the service records the screen
 /// (`setRecordsScreen`): then a start that succeeds captures the main screen
-/// as it is composited, on the device clock, with the microphone's audio
-/// when the microphone was granted (`ScreenCapture`), a pause and a resume
+/// as it is composited, on the device clock, with the device's sound (the
+/// application's, and the microphone's when it was granted and is not
+/// muted: `ScreenCapture`, `deviceAudio`), a pause and a resume
 /// pause and resume that capture, and a stop completes the movie in the
 /// service's own folder (`MoviesDirectory`) and answers with its URL.
 /// Requests arrive on the MainQueue, where the screen may be composited.
@@ -80,7 +86,7 @@ public:
     /// Seconds of audio in one payload, and between two of them.
     static constexpr double PayloadInterval = 0.1;
     static constexpr std::int64_t AudioSampleRate = 44100;
-    /// How long an upload request waits for the extension's answer (wall clock).
+    /// How long an upload request waits for the extension's answer, on the device clock.
     static constexpr std::chrono::seconds UploadRequestTimeout { 5 };
     /// Seconds of one movie clip when the configuration gives no usable duration
     /// (none, zero, negative or not a number), and the bounds a usable one is
@@ -130,6 +136,10 @@ public:
     /// The capture of the recording going on, or null: to watch its pictures
     /// or to write more movies from it.
     [[nodiscard]] std::shared_ptr<ScreenCapture> screenCapture() const;
+    /// The sound of the last recording started (null before the first): what
+    /// its movie and its live payloads carry, with the stretches the
+    /// application had the microphone muted.
+    [[nodiscard]] std::shared_ptr<const DeviceAudio> deviceAudio() const;
 
     // ---- Calls of the service into the application ------------------------------------
     /// The application's end of its connection to the service, made on first
@@ -187,6 +197,9 @@ private:
         bool microphone = false;
         bool paused = false;
         std::int64_t nextFrame = 0;
+        /// The device's sample that payload frame 0 would stand for: payload
+        /// frames run on across a pause, the device's sound does not.
+        std::int64_t deviceSampleOffset = 0;
         std::shared_ptr<void> timer;
         // Movie clips: the duration of clips to come, the length of the clip
         // being recorded, the live seconds it holds up to `liveSince` (the
@@ -205,7 +218,9 @@ private:
         std::shared_ptr<ScreenCapture::Movie> clipMovie;
     };
 
-    void startScreenRecording(bool microphone);
+    void startScreenRecording(bool microphone, std::shared_ptr<const DeviceAudio> audio);
+    /// The application muted the microphone (or let it be heard again) now.
+    void setMicrophoneEnabled(bool enabled);
     void finishScreenRecording();
     void startBroadcast(bool microphone);
     void pauseBroadcast();
@@ -260,6 +275,7 @@ private:
     RecordingServiceProcess process_;
     bool recordsScreen_ = false;
     std::shared_ptr<ScreenCapture> capture_;
+    std::shared_ptr<DeviceAudio> audio_;
     std::shared_ptr<ScreenCapture::Movie> movie_;
     std::string movieDevicePath_;
     // How stops answer since the last screen recording ended.
