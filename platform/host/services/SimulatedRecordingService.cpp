@@ -49,8 +49,29 @@ Value payload(Dictionary entries)
     return Value(std::make_shared<Dictionary>(std::move(entries)));
 }
 
-// One payload of silence, 16-bit mono, starting at frame `start`.
-Value audioPayload(std::int64_t type, std::int64_t start)
+// The bytes of one payload's samples from `sound` (silence without one), in
+// the byte order the payload's format declares for `type`.
+std::vector<std::uint8_t> soundBytes(
+    std::int64_t type, std::int64_t start, const SimulatedRecordingService::PayloadAudio& sound)
+{
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(kFramesPerPayload) * 2, 0);
+    if (!sound) {
+        return bytes;
+    }
+    std::vector<std::int16_t> samples(static_cast<std::size_t>(kFramesPerPayload), 0);
+    sound(type, start, samples);
+    const bool bigEndian = type == LMBroadcastSampleTypeAudioApp;
+    for (std::size_t index = 0; index < samples.size(); ++index) {
+        const auto word = static_cast<std::uint16_t>(samples[index]);
+        bytes[(2 * index) + (bigEndian ? 1 : 0)] = static_cast<std::uint8_t>(word & 0xFFU);
+        bytes[(2 * index) + (bigEndian ? 0 : 1)] = static_cast<std::uint8_t>(word >> 8U);
+    }
+    return bytes;
+}
+
+// One payload of audio, 16-bit mono, starting at frame `start`.
+Value audioPayload(
+    std::int64_t type, std::int64_t start, const SimulatedRecordingService::PayloadAudio& sound = nullptr)
 {
     SampleTimingInfo timing;
     const auto timescale = static_cast<std::int32_t>(SimulatedRecordingService::AudioSampleRate);
@@ -61,7 +82,7 @@ Value audioPayload(std::int64_t type, std::int64_t start)
         { std::string(LMBroadcastProcessExtensionPayloadKeySampleType), Value(type) },
         { std::string(LMBroadcastProcessExtensionPayloadKeyNumSamples), Value(kFramesPerPayload) },
         { std::string(LMBroadcastProcessExtensionPayloadKeyAudioBufferList),
-            Value(Data(std::vector<std::uint8_t>(static_cast<std::size_t>(kFramesPerPayload) * 2, 0))) },
+            Value(Data(soundBytes(type, start, sound))) },
         { std::string(LMBroadcastProcessExtensionPayloadKeyTimingInfo), Value(Data(&timing, sizeof timing)) },
     });
 }
@@ -208,6 +229,7 @@ void SimulatedRecordingService::reset()
     cameraConsent_ = true;
     connection_.reset();
     uploadExtensions_.clear();
+    payloadAudio_ = nullptr;
     broadcast_.reset();
 }
 
@@ -449,6 +471,12 @@ std::shared_ptr<ExtensionHostProcess> SimulatedRecordingService::installUploadEx
     return process;
 }
 
+void SimulatedRecordingService::setPayloadAudio(PayloadAudio audio)
+{
+    std::lock_guard lock(mutex_);
+    payloadAudio_ = std::move(audio);
+}
+
 bool SimulatedRecordingService::isBroadcasting() const
 {
     std::lock_guard lock(mutex_);
@@ -586,9 +614,9 @@ void SimulatedRecordingService::sendPayloads()
     broadcast_->nextFrame += kFramesPerPayload;
     // One item holding the list of payloads: the extension processes a list
     // in order, while separate items load in any order.
-    Array payloads { audioPayload(LMBroadcastSampleTypeAudioApp, start) };
+    Array payloads { audioPayload(LMBroadcastSampleTypeAudioApp, start, payloadAudio_) };
     if (broadcast_->microphone) {
-        payloads.push_back(audioPayload(LMBroadcastSampleTypeAudioMic, start));
+        payloads.push_back(audioPayload(LMBroadcastSampleTypeAudioMic, start, payloadAudio_));
     }
     deliver(broadcast_->extension,
         { ExtensionRequest::labelledItem(kPayloadLabel, Value(std::make_shared<const Array>(std::move(payloads)))) });

@@ -1,0 +1,23 @@
+// The sample streaming service's upload extension for live broadcasts
+// (LiveAudioUploadHandler) as a bundle of its own, so that the device can run
+// it in a process of its own and the lab can put it through a broadcast.
+#include "extensions/upload/LiveAudioUploadHandler.h"
+#include "platform/host/extensions/ExtensionEntryPoint.h"
+#include "platform/host/system/TemporaryFolder.h"
+
+#include <unistd.h>
+
+extern "C" __attribute__((visibility("default"))) const lumora::platform::host::ExtensionPrincipalFactory*
+lumora_extension_principal_factory()
+{
+    static const lumora::platform::host::ExtensionPrincipalFactory factory = [] {
+        // What the extension prints is its log: it goes to standard error,
+        // leaving the host's standard output to the host.
+        (void)::dup2(STDERR_FILENO, STDOUT_FILENO);
+        // One broadcast's WAV files, in a folder of the process's own.
+        static const auto upload = std::make_shared<lumora::sample::LiveAudioUpload>(
+            lumora::platform::host::TemporaryFolder::named("lumora-sample-upload"));
+        return [] { return std::make_shared<lumora::sample::LiveAudioUploadHandler>(upload); };
+    }();
+    return &factory;
+}
