@@ -221,7 +221,7 @@ process of its own under its memory ceiling, and reports what happened.
   --json FILE                      also write the summary as JSON to FILE (- for standard output)
   --realtime                       keep pace with the wall clock (else as fast as it can)
   --progress                       show the progress bar even when standard error is no terminal
-  --verbose                        print every log line (else only failures and the extension's ends)
+  --verbose                        print every log line (else only the device's lines on the extension)
   --help                           show this text
 
 Exit status:

@@ -80,9 +80,10 @@ int main(int argc, char** argv)
     const bool progress = options->progress || ::isatty(STDERR_FILENO) == 1;
     using lumora::platform::Log;
     Log::setEchoToStandardError(options->verbose);
-    // Without --verbose, failures and the extension's process ends (with its peak memory) only.
+    // Without --verbose, only what the device says of the extension: its
+    // failures and the ends of its process (with its peak memory).
     const auto logged = options->verbose ? nullptr : Log::addObserver([progress](const Log::Entry& entry) {
-        if (entry.level == Log::Level::Error || entry.text.starts_with("Extension host:")) {
+        if (entry.text.starts_with("Extension host:") || entry.text.starts_with("Recording service:")) {
             (void)std::fprintf(stderr, "%s%s\n", progress ? "\r\x1b[K" : "", entry.text.c_str());
         }
     });
