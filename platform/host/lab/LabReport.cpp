@@ -174,30 +174,30 @@ std::string LabReport::text() const
 std::string LabReport::json() const
 {
     std::string out = "{";
-    out += fmt::format("\"bundle\":{},\"kind\":{},\"exitStatus\":{}", quoted(bundle), quoted(kind), exitStatus());
+    out += fmt::format(R"("bundle":{},"kind":{},"exitStatus":{})", quoted(bundle), quoted(kind), exitStatus());
     if (!couldNotRun.empty()) {
-        out += fmt::format(",\"couldNotRun\":{}", quoted(couldNotRun));
+        out += fmt::format(R"(,"couldNotRun":{})", quoted(couldNotRun));
     }
-    out += fmt::format(",\"duration\":{},\"liveSeconds\":{},\"endedEarly\":{}", number(duration), number(liveSeconds),
+    out += fmt::format(R"(,"duration":{},"liveSeconds":{},"endedEarly":{})", number(duration), number(liveSeconds),
         endedEarly ? "true" : "false");
     if (endedEarly) {
-        out += fmt::format(",\"stopError\":{}", quoted(stopError));
+        out += fmt::format(R"(,"stopError":{})", quoted(stopError));
     }
-    out += fmt::format(",\"requests\":{},\"payloads\":{{\"applicationAudio\":{},\"microphoneAudio\":{},\"actions\":{}}}"
-                       ",\"clips\":{}",
+    out += fmt::format(R"(,"requests":{},"payloads":{{"applicationAudio":{},"microphoneAudio":{},"actions":{}}})"
+                       R"(,"clips":{})",
         requests, applicationAudioPayloads, microphoneAudioPayloads, actions, clips);
-    out += fmt::format(",\"latencyMilliseconds\":{{\"p50\":{},\"p90\":{},\"p99\":{},\"max\":{}}}",
+    out += fmt::format(R"(,"latencyMilliseconds":{{"p50":{},"p90":{},"p99":{},"max":{}}})",
         number(latencyPercentile(0.5)), number(latencyPercentile(0.9)), number(latencyPercentile(0.99)),
         number(latencyPercentile(1.0)));
     out += fmt::format(
-        ",\"memory\":{{\"peakBytes\":{},\"ceilingBytes\":{},\"launches\":{}}}", peakMemory, memoryCeiling, launches);
-    out += ",\"serviceInfo\":[";
+        R"(,"memory":{{"peakBytes":{},"ceilingBytes":{},"launches":{}}})", peakMemory, memoryCeiling, launches);
+    out += R"(,"serviceInfo":[)";
     for (std::size_t index = 0; index < serviceInfo.size(); ++index) {
         out += (index > 0 ? "," : "") + jsonOf(Value(serviceInfo[index]));
     }
-    out += "],\"faults\":[";
+    out += R"(],"faults":[)";
     for (std::size_t index = 0; index < faults.size(); ++index) {
-        out += fmt::format("{}{{\"kind\":{},\"at\":{},\"detail\":{}}}", index > 0 ? "," : "",
+        out += fmt::format(R"({}{{"kind":{},"at":{},"detail":{}}})", index > 0 ? "," : "",
             quoted(faultName(faults[index].kind)), number(faults[index].at), quoted(faults[index].detail));
     }
     return out + "]}\n";

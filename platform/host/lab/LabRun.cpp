@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <filesystem>
 #include <mutex>
 #include <thread>
@@ -269,9 +270,9 @@ LabReport LabRun::run()
     while (live < options_.duration - 1e-9 && !session->stoppedBySystem()) {
         if (nextPause < pauses.size() && pauses[nextPause].at <= live + 1e-9) {
             session->pause();
-            for (double left = pauses[nextPause].length; left > 1e-9 && !session->stoppedBySystem();
-                 left -= kStepSeconds) {
-                step(std::min(kStepSeconds, left), false);
+            const auto steps = static_cast<int>(std::ceil((pauses[nextPause].length / kStepSeconds) - 1e-9));
+            for (int index = 0; index < steps && !session->stoppedBySystem(); ++index) {
+                step(std::min(kStepSeconds, pauses[nextPause].length - (index * kStepSeconds)), false);
             }
             session->resume();
             ++nextPause;

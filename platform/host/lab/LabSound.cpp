@@ -88,7 +88,7 @@ std::optional<LabSound> LabSound::fromWav(std::span<const std::uint8_t> bytes, s
         error = fmt::format("more than {} MB of samples", MaximumWavBytes >> 20U);
         return std::nullopt;
     }
-    const std::size_t frames = data.size() / (2U * channels);
+    const std::size_t frames = data.size() / (std::size_t { 2 } * channels);
     if (frames == 0) {
         error = "no whole frame of samples";
         return std::nullopt;
@@ -124,7 +124,9 @@ std::optional<LabSound> LabSound::fromWavFile(const std::string& path, std::stri
     }
     file.seekg(0);
     std::vector<std::uint8_t> bytes(size);
-    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size));
+    // Streams read chars; the bytes are the same.
+    file.read(reinterpret_cast<char*>(bytes.data()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+        static_cast<std::streamsize>(size));
     auto sound = fromWav(bytes, error);
     if (!sound) {
         error = path + ": " + error;

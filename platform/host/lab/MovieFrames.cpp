@@ -157,9 +157,12 @@ std::shared_ptr<Image> MovieFrames::pictureAt(double seconds, int width, int hei
     }
     // A bitmap's pixels are native-endian 32-bit ARGB words: BGRA bytes on this machine's byte order.
     Bitmap bitmap(width, height, 1);
-    std::array<std::uint8_t*, 1> planes { reinterpret_cast<std::uint8_t*>(bitmap.data()) };
+    std::array<std::uint8_t*, 1> planes {
+        reinterpret_cast<std::uint8_t*>(bitmap.data()) // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+    };
     std::array<int, 1> strides { bitmap.stride() };
-    sws_scale(decoder.scaler.get(), shown.data, shown.linesize, 0, shown.height, planes.data(), strides.data());
+    sws_scale(decoder.scaler.get(), std::data(shown.data), std::data(shown.linesize), 0, shown.height, planes.data(),
+        strides.data());
     return std::make_shared<Image>(std::make_shared<const Image::Backing>(std::move(bitmap)), 1.0);
 }
 

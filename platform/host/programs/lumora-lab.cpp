@@ -54,8 +54,8 @@ void drawProgress(double done)
     }
     shown = percent;
     const auto filled = static_cast<int>(std::lround(done * kBarWidth));
-    (void)std::fprintf(stderr, "\r[%s%s] %3d %%", std::string(static_cast<std::size_t>(filled), '#').c_str(),
-        std::string(static_cast<std::size_t>(kBarWidth - filled), '.').c_str(), percent);
+    fmt::print(stderr, "\r[{}{}] {:3} %", std::string(static_cast<std::size_t>(filled), '#'),
+        std::string(static_cast<std::size_t>(kBarWidth - filled), '.'), percent);
     (void)std::fflush(stderr);
 }
 
@@ -68,7 +68,7 @@ int main(int argc, char** argv)
     std::string error;
     const auto options = LabOptions::parse(arguments, error);
     if (!options) {
-        (void)std::fprintf(stderr, "lumora-lab: %s\n\n%s", error.c_str(), LabOptions::usage().c_str());
+        fmt::print(stderr, "lumora-lab: {}\n\n{}", error, LabOptions::usage());
         return LabReport::UsageError;
     }
     if (options->help) {
@@ -84,7 +84,7 @@ int main(int argc, char** argv)
     // failures and the ends of its process (with its peak memory).
     const auto logged = options->verbose ? nullptr : Log::addObserver([progress](const Log::Entry& entry) {
         if (entry.text.starts_with("Extension host:") || entry.text.starts_with("Recording service:")) {
-            (void)std::fprintf(stderr, "%s%s\n", progress ? "\r\x1b[K" : "", entry.text.c_str());
+            fmt::print(stderr, "{}{}\n", progress ? "\r\x1b[K" : "", entry.text);
         }
     });
 
@@ -114,7 +114,7 @@ int main(int argc, char** argv)
         std::ofstream json(options->jsonPath, std::ios::trunc);
         json << report.json();
         if (!json.flush()) {
-            (void)std::fprintf(stderr, "lumora-lab: cannot write %s\n", options->jsonPath.c_str());
+            fmt::print(stderr, "lumora-lab: cannot write {}\n", options->jsonPath);
         }
     }
     (void)std::fflush(stdout);
