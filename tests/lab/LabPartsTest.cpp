@@ -1,8 +1,11 @@
 // The lab's parts on their own: its command line, the sounds it reads from
 // WAV files (untrusted input), and its summary as JSON.
+#include "platform/host/graphics/Bitmap.h"
 #include "platform/host/lab/LabOptions.h"
 #include "platform/host/lab/LabReport.h"
 #include "platform/host/lab/LabSound.h"
+#include "platform/host/lab/MovieFrames.h"
+#include "tests/harness/Harness.h"
 
 #include <gtest/gtest.h>
 
@@ -143,6 +146,22 @@ TEST(LabSoundTest, AFileThatIsNotPlayableWavIsRefused)
         EXPECT_FALSE(LabSound::fromWav(bytes, error).has_value());
         EXPECT_FALSE(error.empty());
     }
+}
+
+TEST(MovieFramesTest, AMoviesPicturesComeAtTheSizeAskedForAndStartOverPastItsEnd)
+{
+    std::string error;
+    const auto movie
+        = platform::host::MovieFrames::open(frameworkBundleDirectory() + "/srecorder.mp4", error); // two seconds
+    ASSERT_NE(movie, nullptr) << error;
+    for (const double seconds : { 0.0, 0.5, 1.9, 2.5, 7.0 }) {
+        const auto bitmap = platform::host::Bitmap::ofImage(movie->pictureAt(seconds, 36, 64).get());
+        EXPECT_EQ(bitmap.width(), 36) << seconds;
+        EXPECT_EQ(bitmap.height(), 64) << seconds;
+        EXPECT_DOUBLE_EQ(bitmap.pixelAt(18, 32).alpha, 1.0) << seconds;
+    }
+    EXPECT_EQ(platform::host::MovieFrames::open(fixturesDirectory() + "/no-such.mp4", error), nullptr);
+    EXPECT_FALSE(error.empty());
 }
 
 TEST(LabReportTest, TheJsonSummaryEscapesWhatTheExtensionSentAndCarriesEveryFigure)
