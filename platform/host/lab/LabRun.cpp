@@ -113,6 +113,7 @@ struct Tally {
         into.clips += clip ? 1 : 0;
         if (exit) {
             into.peakMemory = std::max(into.peakMemory, exit->peakMemory);
+            into.memoryCeiling = exit->memoryCeiling != 0 ? exit->memoryCeiling : into.memoryCeiling;
             if (fault && exit->crossedCeiling && fault->kind == LabReport::FaultKind::Crashed) {
                 fault->kind = LabReport::FaultKind::CrossedCeiling;
             }
@@ -302,6 +303,8 @@ LabReport LabRun::run()
     report.launches = process->launches();
     if (const auto exit = process->lastExit()) {
         report.peakMemory = std::max(report.peakMemory, exit->peakMemory);
+        // The ceiling in force, which a sanitizer build raises by its own allowance.
+        report.memoryCeiling = exit->memoryCeiling != 0 ? exit->memoryCeiling : report.memoryCeiling;
     }
     return report;
 }
