@@ -133,5 +133,16 @@ def main():
           [[item("payload", {"$dict": {"$shared": [4096, 1]}})], []]))
 
 
+    # The lab's WAV files: 16-bit PCM, mono at the device's rate and stereo at half of it.
+    def wav(channels, rate, samples):
+        data = b"".join(struct.pack("<h", sample) for sample in samples)
+        fmt = struct.pack("<HHIIHH", 1, channels, rate, rate * channels * 2, channels * 2, 16)
+        return (b"RIFF" + struct.pack("<I", 4 + 8 + len(fmt) + 8 + len(data)) + b"WAVE"
+                + b"fmt " + struct.pack("<I", len(fmt)) + fmt + b"data" + struct.pack("<I", len(data)) + data)
+
+    write("WavSound", "mono.wav", wav(1, 44100, [0, 1000, -1000, 32767, -32768]))
+    write("WavSound", "stereo-22k.wav", wav(2, 22050, [1, 2, 3, 4, 5, 6]))
+
+
 if __name__ == "__main__":
     main()

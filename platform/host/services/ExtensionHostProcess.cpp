@@ -80,6 +80,27 @@ void ExtensionHostProcess::setMemoryCeiling(std::size_t bytes)
     settings_.memoryCeiling = bytes;
 }
 
+void ExtensionHostProcess::setProgram(std::string program)
+{
+    std::lock_guard lock(mutex_);
+    settings_.program = std::move(program);
+    if (settings_.startsAhead) {
+        ExtensionHostSpares::shared().prepare(settings_.program);
+    }
+}
+
+std::string ExtensionHostProcess::program() const
+{
+    std::lock_guard lock(mutex_);
+    return settings_.program;
+}
+
+void ExtensionHostProcess::setRequestObserver(RequestObserver observer)
+{
+    std::lock_guard lock(mutex_);
+    observer_ = std::move(observer);
+}
+
 void ExtensionHostProcess::setRequestDeadline(std::chrono::milliseconds deadline)
 {
     std::lock_guard lock(mutex_);
@@ -216,6 +237,22 @@ std::optional<ExtensionContext::Outcome> ExtensionHostProcess::perform(
 {
     std::string ignored;
     auto& why = failure != nullptr ? *failure : ignored;
+    const auto began = std::chrono::steady_clock::now();
+    auto outcome = performRequest(items, files, why);
+    RequestObserver observer;
+    {
+        std::lock_guard lock(mutex_);
+        observer = observer_;
+    }
+    if (observer) {
+        observer(items, RequestReport { std::chrono::steady_clock::now() - began, outcome, why });
+    }
+    return outcome;
+}
+
+std::optional<ExtensionContext::Outcome> ExtensionHostProcess::performRequest(
+    const ExtensionItems& items, const std::vector<HandedFile>& files, std::string& why)
+{
     std::unique_lock lock(mutex_);
     // A process that ended since the last request took whatever state the
     // extension kept with it: this request fails; the next one starts anew.

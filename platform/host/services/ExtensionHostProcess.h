@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -73,6 +74,17 @@ public:
         std::string hostPath;
     };
 
+    /// What one request came to, for whoever watches the extension's work.
+    struct RequestReport {
+        /// From handing the request over to its outcome or failure (wall clock).
+        std::chrono::nanoseconds latency {};
+        /// How it ended; nullopt when it did not (`failure` says why).
+        std::optional<ExtensionContext::Outcome> outcome;
+        std::string failure;
+    };
+    /// Hears each request and what it came to, on the thread that performed it.
+    using RequestObserver = std::function<void(const ExtensionItems& items, const RequestReport& report)>;
+
     /// `name` names the extension in log lines.
     ExtensionHostProcess(std::string name, Settings settings);
     ExtensionHostProcess(const ExtensionHostProcess&) = delete;
@@ -92,10 +104,14 @@ public:
     bool start(std::string* failure = nullptr);
 
     void setMemoryCeiling(std::size_t bytes);
+    /// The program to start from the next launch on.
+    void setProgram(std::string program);
+    /// Sets who hears each request once it has ended (null: nobody).
+    void setRequestObserver(RequestObserver observer);
     void setRequestDeadline(std::chrono::milliseconds deadline);
 
-    /// The program it starts (set when it is made, never changed).
-    [[nodiscard]] const std::string& program() const { return settings_.program; }
+    /// The program it starts.
+    [[nodiscard]] std::string program() const;
     /// The running process's id, if one runs.
     [[nodiscard]] std::optional<pid_t> pid() const;
     /// Sends `signal` to the running process; false when none runs.
@@ -108,6 +124,8 @@ public:
     void stop();
 
 private:
+    std::optional<ExtensionContext::Outcome> performRequest(
+        const ExtensionItems& items, const std::vector<HandedFile>& files, std::string& why);
     bool startLocked(std::string* failure);
     /// Ends the process (killing it when `kill`) and notes how it ended.
     void endLocked(std::unique_lock<std::mutex>& lock, bool kill, const std::string& why);
@@ -134,6 +152,7 @@ private:
     std::optional<transport::Message> reply_;
     std::optional<ChildProcess::Exit> lastExit_;
     std::size_t launches_ = 0;
+    RequestObserver observer_;
 };
 
 } // namespace lumora::platform::host

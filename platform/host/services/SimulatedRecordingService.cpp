@@ -243,6 +243,7 @@ void SimulatedRecordingService::reset()
     cameraConsent_ = true;
     connection_.reset();
     uploadExtensions_.clear();
+    payloadAudio_ = nullptr;
     broadcast_.reset();
 }
 
@@ -510,6 +511,12 @@ std::shared_ptr<ExtensionHostProcess> SimulatedRecordingService::installUploadEx
     return process;
 }
 
+void SimulatedRecordingService::setPayloadAudio(PayloadAudio audio)
+{
+    std::lock_guard lock(mutex_);
+    payloadAudio_ = std::move(audio);
+}
+
 bool SimulatedRecordingService::isBroadcasting() const
 {
     std::lock_guard lock(mutex_);
@@ -650,13 +657,21 @@ void SimulatedRecordingService::sendPayloads()
     broadcast_->nextFrame += kFramesPerPayload;
     // One item holding the list of payloads: the extension processes a list
     // in order, while separate items load in any order.
-    // The device's sound at the device times the payload stands for.
+    // The device's sound at the device times the payload stands for, unless
+    // the device was given other sounds for its payloads.
     const auto deviceSample = start + broadcast_->deviceSampleOffset;
     std::vector<std::int16_t> samples(static_cast<std::size_t>(kFramesPerPayload));
-    DeviceAudio::application(deviceSample, samples);
+    if (payloadAudio_) {
+        payloadAudio_(LMBroadcastSampleTypeAudioApp, start, samples);
+    } else {
+        DeviceAudio::application(deviceSample, samples);
+    }
     Array payloads { audioPayload(LMBroadcastSampleTypeAudioApp, start, samples) };
     if (broadcast_->microphone) {
-        if (audio_) {
+        if (payloadAudio_) {
+            std::ranges::fill(samples, std::int16_t { 0 });
+            payloadAudio_(LMBroadcastSampleTypeAudioMic, start, samples);
+        } else if (audio_) {
             audio_->microphone(deviceSample, samples);
         } else {
             DeviceAudio::unmutedMicrophone(deviceSample, samples);

@@ -19,6 +19,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -176,6 +177,14 @@ public:
     /// broadcast and tells the application it failed during recording.
     std::shared_ptr<ExtensionHostProcess> installUploadExtensionOutOfProcess(
         std::string identifier, UploadKind kind, std::string bundlePath);
+    /// The sound of the live audio payloads: fills `samples` (16-bit mono at
+    /// `AudioSampleRate`) for the payload of sample type `sampleType` whose
+    /// first frame is `firstFrame`, counted from the broadcast's start.
+    using PayloadAudio
+        = std::function<void(std::int64_t sampleType, std::int64_t firstFrame, std::span<std::int16_t> samples)>;
+    /// Sets the sound of the live audio payloads (null, initially and after a
+    /// reset: the device's own). Called on the MainQueue, before going live.
+    void setPayloadAudio(PayloadAudio audio);
     /// Whether a broadcast is live (started and not yet finished).
     [[nodiscard]] bool isBroadcasting() const;
     /// Waits, at most `timeout`, until every upload request queued so far has
@@ -260,6 +269,7 @@ private:
     void applyClipDuration(std::uint64_t broadcastNumber, double duration);
 
     std::map<std::string, UploadExtension> uploadExtensions_;
+    PayloadAudio payloadAudio_;
     std::optional<Broadcast> broadcast_;
     std::uint64_t broadcastsStarted_ = 0;
     /// The last broadcast ended by its extension's failure: its requests still queued are dropped.
