@@ -4,10 +4,13 @@
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedProcess.h"
 #include "platform/host/extensions/ExtensionBoundary.h"
+#include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/foundation/PlatformThreads.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
+#include <system_error>
 
 namespace lumora::platform::host {
 
@@ -66,6 +69,9 @@ void SimulatedExtensions::reset()
         if (request.hostViewConnection) {
             request.hostViewConnection->invalidate();
         }
+        if (request.process) {
+            request.process->stop();
+        }
     }
     // The requests' objects are released here, outside the lock.
 }
@@ -76,7 +82,7 @@ void SimulatedExtensions::installExtension(
     std::lock_guard lock(mutex_);
     installed_[std::move(identifier)]
         = Installed { attributes ? std::move(attributes) : std::make_shared<const Dictionary>(), std::move(factory), {},
-              {} };
+              {}, {} };
 }
 
 void SimulatedExtensions::uninstallExtension(const std::string& identifier)
@@ -106,6 +112,17 @@ std::shared_ptr<Bundle> SimulatedExtensions::setExtensionBundle(
     }
     found->second.bundle = bundle;
     return bundle;
+}
+
+bool SimulatedExtensions::runOutOfProcess(const std::string& identifier, ExtensionViewProcess::Settings settings)
+{
+    std::lock_guard lock(mutex_);
+    const auto found = installed_.find(identifier);
+    if (found == installed_.end()) {
+        return false;
+    }
+    found->second.outOfProcess = std::move(settings);
+    return true;
 }
 
 std::optional<ExtensionContext::Outcome> SimulatedExtensions::outcomeOfRequest(
@@ -167,6 +184,9 @@ void SimulatedExtensions::endRequest(const std::string& requestIdentifier)
     }
     if (ended->hostViewConnection) {
         ended->hostViewConnection->invalidate();
+    }
+    if (ended->process) {
+        ended->process->stop();
     }
     // The extension's side is released here, outside the lock.
 }
@@ -313,30 +333,16 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
         return;
     }
 
+    if (installed->outOfProcess) {
+        startOutOfProcess(*installed, request, std::move(inputItems), attributes, extensionAuxiliary, extensionView,
+            [&](const ErrorRef& error) { answer(request.identifier, remoteViewController, error); });
+        return;
+    }
+
     // The extension's side.
     auto extensionContext = std::make_shared<ExtensionContext>(std::move(inputItems),
-        [this, requestIdentifier = request.identifier](const ExtensionContext::Outcome& outcome) {
-            std::vector<std::function<void(const ExtensionContext::Outcome&)>> observers;
-            {
-                std::lock_guard lock(mutex_);
-                if (!outcomes_.emplace(requestIdentifier, outcome).second) {
-                    ExtensionBoundary::logRequestEndedAgain();
-                    return;
-                }
-                const auto [first, last] = outcomeObservers_.equal_range(requestIdentifier);
-                for (auto observer = first; observer != last; ++observer) {
-                    observers.push_back(std::move(observer->second));
-                }
-                outcomeObservers_.erase(first, last);
-            }
-            for (auto& observer : observers) {
-                postToPlatformThread([observer = std::move(observer), outcome] { observer(outcome); });
-            }
-            // Ending the request from the extension's own thread would release
-            // the context while it is still in use: end it on another thread.
-            postToPlatformThread(
-                [requestIdentifier] { SimulatedDevice::shared().extensions().endRequest(requestIdentifier); });
-        });
+        [this, requestIdentifier = request.identifier](
+            const ExtensionContext::Outcome& outcome) { recordOutcome(requestIdentifier, outcome); });
     extensionContext->setAuxiliaryConnection(extensionAuxiliary);
     std::shared_ptr<ViewController> extensionViewController;
     if (installed->factory) {
@@ -365,6 +371,103 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
         }
     }
     answer(request.identifier, remoteViewController, nullptr);
+}
+
+void SimulatedExtensions::recordOutcome(const std::string& requestIdentifier, const ExtensionContext::Outcome& outcome)
+{
+    std::vector<std::function<void(const ExtensionContext::Outcome&)>> observers;
+    {
+        std::lock_guard lock(mutex_);
+        if (!outcomes_.emplace(requestIdentifier, outcome).second) {
+            ExtensionBoundary::logRequestEndedAgain();
+            return;
+        }
+        const auto [first, last] = outcomeObservers_.equal_range(requestIdentifier);
+        for (auto observer = first; observer != last; ++observer) {
+            observers.push_back(std::move(observer->second));
+        }
+        outcomeObservers_.erase(first, last);
+    }
+    for (auto& observer : observers) {
+        postToPlatformThread([observer = std::move(observer), outcome] { observer(outcome); });
+    }
+    // Ending the request from the extension's own thread would release
+    // the context while it is still in use: end it on another thread.
+    postToPlatformThread([requestIdentifier] { SimulatedDevice::shared().extensions().endRequest(requestIdentifier); });
+}
+
+void SimulatedExtensions::startOutOfProcess(const Installed& installed, Request request, ExtensionItems inputItems,
+    const DictionaryRef& attributes, const std::shared_ptr<ExtensionConnection>& extensionAuxiliary,
+    const std::shared_ptr<ExtensionConnection>& extensionView, const std::function<void(const ErrorRef& error)>& answer)
+{
+    ExtensionViewProcess::Start start;
+    start.requestIdentifier = request.identifier;
+    start.auxiliary = extensionAuxiliary;
+    start.view = extensionView;
+    start.hostOffer.hostContextClass
+        = attributes ? attributes->stringForKey(Extension::HostContextClassAttribute).value_or(std::string()) : "";
+    if (const auto interface = request.hostContext->classObject().exportedInterface()) {
+        start.hostOffer.auxiliary = interface->selectors();
+    }
+    if (const auto controller = request.remoteViewController.lock()) {
+        if (const auto interface = controller->classObject().exportedInterface()) {
+            start.hostOffer.view = interface->selectors();
+        }
+    }
+    // A file an item names by its device path is handed over open, as a
+    // sandbox extension of the host's would let the extension read it.
+    auto& device = SimulatedDevice::shared();
+    for (const auto& item : inputItems) {
+        const auto label = item && item->attributedTitle() ? item->attributedTitle()->string() : std::string();
+        const auto value = item ? ExtensionRequest::loadValueOfItem({ item }, label) : std::nullopt;
+        const auto* path = value ? value->string() : nullptr;
+        if (path == nullptr || !path->starts_with('/')) {
+            continue;
+        }
+        std::error_code error;
+        const auto hostPath = device.resolvePath(*path);
+        if (!hostPath.empty() && std::filesystem::is_regular_file(hostPath, error)) {
+            start.files.emplace_back(*path, hostPath);
+        }
+    }
+    start.items = std::move(inputItems);
+
+    const auto name = request.extensionIdentifier;
+    auto process = std::make_shared<ExtensionViewProcess>(name, *installed.outOfProcess);
+    std::string failure;
+    const auto requestIdentifier = request.identifier;
+    const bool started = process->begin(
+        std::move(start),
+        [this, requestIdentifier](
+            const ExtensionContext::Outcome& outcome) { recordOutcome(requestIdentifier, outcome); },
+        [this, requestIdentifier](const std::string& why) {
+            recordOutcome(requestIdentifier,
+                ExtensionContext::Outcome { {},
+                    Error::errorWithDomain(std::string(Extension::ErrorDomain), Extension::RequestFailedErrorCode,
+                        std::make_shared<Dictionary>(
+                            Dictionary { { std::string(Error::LocalizedDescriptionKey), Value(why) } })) });
+        },
+        &failure);
+    if (!started) {
+        answer(extensionError(Extension::LaunchFailedErrorCode));
+        return;
+    }
+    bool going = false;
+    {
+        std::lock_guard lock(mutex_);
+        const auto found = std::find_if(requests_.begin(), requests_.end(),
+            [&](const Request& made) { return made.identifier == requestIdentifier; });
+        if (found != requests_.end()) {
+            found->hostViewConnection = extensionView;
+            found->process = process;
+            going = true;
+        }
+    }
+    if (!going) {
+        // The request ended while its extension started.
+        process->stop();
+    }
+    answer(nullptr);
 }
 
 std::string SimulatedExtensions::makeRequestIdentifier()
