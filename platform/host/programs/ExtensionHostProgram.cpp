@@ -201,7 +201,7 @@ void ExtensionHostProgram::beginRequest(const Message& message)
         refuse(message, refusal);
         return;
     }
-    if (!factory_) {
+    if (factory_ == nullptr) {
         refuse(message, "the extension has no principal class");
         return;
     }
@@ -245,7 +245,7 @@ bool ExtensionHostProgram::takeFiles(
 
 void ExtensionHostProgram::beginViewRequest(const Message& message)
 {
-    if (!viewFactory_) {
+    if (viewFactory_ == nullptr) {
         refuse(message, "the extension shows no view controller");
         return;
     }
@@ -292,10 +292,8 @@ void ExtensionHostProgram::beginViewRequest(const Message& message)
     request.auxiliary = extensionAuxiliary;
 
     std::shared_ptr<ViewController> viewController;
-    if (ExtensionBoundary::run("starting its side of a request", [&] {
-            viewController
-                = (*viewFactory_)(ExtensionRequestSide { request.identifier, request.context, extensionView });
-        })) {
+    const ExtensionRequestSide side { request.identifier, request.context, extensionView };
+    if (ExtensionBoundary::run("starting its side of a request", [&] { viewController = (*viewFactory_)(side); })) {
         viewController.reset();
     }
     if (!viewController) {

@@ -88,7 +88,7 @@ std::optional<ChildProcess::Exit> ExtensionViewProcess::lastExit() const
     return lastExit_;
 }
 
-bool ExtensionViewProcess::begin(Start start, Ended ended, Failed failed, std::string* failure)
+bool ExtensionViewProcess::begin(const Start& start, Ended ended, Failed failed, std::string* failure)
 {
     std::string ignored;
     auto& why = failure != nullptr ? *failure : ignored;
@@ -207,7 +207,7 @@ void ExtensionViewProcess::received(Message message)
     }
     std::shared_ptr<ExtensionRelay> relay;
     if (message.kind == Message::Kind::Reply && message.number == kBeginNumber && !started_ && !beginReply_) {
-        beginReply_ = std::move(message);
+        beginReply_ = message;
         changed_.notify_all();
     } else if (message.kind == Message::Kind::Call && message.selector == ExtensionProtocol::RequestDidEndSelector) {
         std::string refusal;

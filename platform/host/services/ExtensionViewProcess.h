@@ -82,7 +82,7 @@ public:
     /// Starts the process and the request; true once the extension has
     /// started its side. Otherwise (`failure` says why) the process has ended.
     /// Once only.
-    bool begin(Start start, Ended ended, Failed failed, std::string* failure = nullptr);
+    bool begin(const Start& start, Ended ended, Failed failed, std::string* failure = nullptr);
     /// Ends the request's process (the request ended on the host's side); no failure is reported.
     void stop();
 

@@ -348,10 +348,9 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
     if (installed->factory) {
         // The extension's code starts in the extension's own process.
         const SimulatedProcess::Scope process(installed->bundle);
-        ExtensionBoundary::run("starting its side of a request", [&] {
-            extensionViewController
-                = installed->factory(ExtensionRequestSide { request.identifier, extensionContext, extensionView });
-        });
+        const ExtensionRequestSide side { request.identifier, extensionContext, extensionView };
+        ExtensionBoundary::run(
+            "starting its side of a request", [&] { extensionViewController = installed->factory(side); });
     }
     if (!extensionViewController) {
         answer(request.identifier, remoteViewController, extensionError(Extension::LaunchFailedErrorCode));
@@ -396,8 +395,9 @@ void SimulatedExtensions::recordOutcome(const std::string& requestIdentifier, co
     postToPlatformThread([requestIdentifier] { SimulatedDevice::shared().extensions().endRequest(requestIdentifier); });
 }
 
-void SimulatedExtensions::startOutOfProcess(const Installed& installed, Request request, ExtensionItems inputItems,
-    const DictionaryRef& attributes, const std::shared_ptr<ExtensionConnection>& extensionAuxiliary,
+void SimulatedExtensions::startOutOfProcess(const Installed& installed, const Request& request,
+    ExtensionItems inputItems, const DictionaryRef& attributes,
+    const std::shared_ptr<ExtensionConnection>& extensionAuxiliary,
     const std::shared_ptr<ExtensionConnection>& extensionView, const std::function<void(const ErrorRef& error)>& answer)
 {
     ExtensionViewProcess::Start start;
@@ -437,7 +437,7 @@ void SimulatedExtensions::startOutOfProcess(const Installed& installed, Request 
     std::string failure;
     const auto requestIdentifier = request.identifier;
     const bool started = process->begin(
-        std::move(start),
+        start,
         [this, requestIdentifier](
             const ExtensionContext::Outcome& outcome) { recordOutcome(requestIdentifier, outcome); },
         [this, requestIdentifier](const std::string& why) {

@@ -138,7 +138,7 @@ private:
     void startRequest(const std::string& identifier, const DictionaryRef& attributes, ExtensionItems inputItems,
         const Extension::ViewControllerHandler& handler);
     /// Starts the extension's side of `request` in a process of its own.
-    void startOutOfProcess(const Installed& installed, Request request, ExtensionItems inputItems,
+    void startOutOfProcess(const Installed& installed, const Request& request, ExtensionItems inputItems,
         const DictionaryRef& attributes, const std::shared_ptr<ExtensionConnection>& extensionAuxiliary,
         const std::shared_ptr<ExtensionConnection>& extensionView,
         const std::function<void(const ErrorRef& error)>& answer);
