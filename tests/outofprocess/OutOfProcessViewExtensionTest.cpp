@@ -6,10 +6,12 @@
 #include "broadcast/LMBroadcastExtensionKeys.h"
 #include "platform/extensions/Extension.h"
 #include "platform/foundation/ReplyBlock.h"
+#include "platform/graphics/Layer.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/services/SimulatedBroadcastPicker.h"
 #include "platform/host/services/SimulatedExtensions.h"
+#include "platform/ui/View.h"
 #include "preview/LMPreviewViewController.h"
 #include "preview/LMVideoEditorExtensionKeys.h"
 #include "preview/LMVideoEditorHostViewController.h"
@@ -293,6 +295,15 @@ TEST_F(EditorOutOfProcess, TheSampleEditorsFinishReachesThePreviewsDelegateTypes
     preview_ = std::get<0>(loaded_.call());
     ASSERT_NE(preview_, nullptr);
     preview_->setPreviewControllerDelegate(delegate_);
+    // The remote view shows a picture of what the editor drew in its process.
+    const auto host = preview_->hostViewController();
+    ASSERT_TRUE(runUntil([&host] {
+        return extensions().pictureOfRequest(host->requestIdentifier()).has_value()
+            && host->viewIfLoaded()->layer()->contents() != nullptr;
+    }));
+    const auto picture = *extensions().pictureOfRequest(host->requestIdentifier());
+    ASSERT_GT(picture.length(), 8U);
+    EXPECT_EQ(picture.bytes()[1], 'P');
 
     sendToEditor("userDidFinishWithActivityTypes:",
         { activityTypes(

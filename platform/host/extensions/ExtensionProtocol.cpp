@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 
 namespace lumora::platform::host {
 
@@ -435,6 +436,28 @@ std::optional<std::pair<std::string, ExtensionContext::Outcome>> ExtensionProtoc
         return std::nullopt;
     }
     return std::pair { std::move(identifier), std::move(*outcome) };
+}
+
+std::optional<std::pair<std::string, Data>> ExtensionProtocol::decodePicture(
+    const std::vector<Value>& arguments, std::string* refusal)
+{
+    std::string ignored;
+    auto& reason = refusal != nullptr ? *refusal : ignored;
+    std::string identifier;
+    if (arguments.size() != 2 || !checkRequestIdentifier(arguments[0], &identifier, &reason)) {
+        if (reason.empty()) {
+            reason = "not two arguments";
+        }
+        return std::nullopt;
+    }
+    static constexpr std::array<std::uint8_t, 8> kSignature { 0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n' };
+    const auto* picture = arguments[1].data();
+    if (picture == nullptr || picture->length() > MaxPictureBytes || picture->length() < kSignature.size()
+        || !std::equal(kSignature.begin(), kSignature.end(), picture->bytes())) {
+        reason = "a picture that is not a PNG of bounded size";
+        return std::nullopt;
+    }
+    return std::pair { std::move(identifier), *picture };
 }
 
 } // namespace lumora::platform::host

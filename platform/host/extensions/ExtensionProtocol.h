@@ -47,7 +47,9 @@ class SharedPayloadRegion;
 /// - `relayReply:number:values:` (call, either way): the values a receiver
 ///   called such a completion with;
 /// - `requestDidEnd:outcome:` (call, extension to host): the extension
-///   completed or cancelled the request (the outcome as `beginRequest`'s reply).
+///   completed or cancelled the request (the outcome as `beginRequest`'s reply);
+/// - `viewDidDraw:picture:` (call, extension to host): a PNG picture of what
+///   the extension's view controller drew, which the host's remote view shows.
 ///
 /// Items travel as an array of {"label", "value"} dictionaries. A data value
 /// of `SharedPayloadRegion::MinimumSharedLength` bytes or more that fits in
@@ -66,6 +68,9 @@ public:
     static constexpr std::string_view RelayMessageSelector = "relayMessage:connection:selector:arguments:";
     static constexpr std::string_view RelayReplySelector = "relayReply:number:values:";
     static constexpr std::string_view RequestDidEndSelector = "requestDidEnd:outcome:";
+    static constexpr std::string_view ViewDidDrawSelector = "viewDidDraw:picture:";
+    /// Bytes of one picture.
+    static constexpr std::size_t MaxPictureBytes = std::size_t { 512 } << 10U;
     /// The names of a request's two connections on the wire.
     static constexpr std::string_view AuxiliaryConnectionName = "auxiliary";
     static constexpr std::string_view ViewConnectionName = "view";
@@ -128,6 +133,9 @@ public:
     static std::optional<RelayedReply> decodeRelayedReply(const std::vector<Value>& arguments, std::string* refusal);
     /// The request identifier and outcome of `requestDidEnd:outcome:`.
     static std::optional<std::pair<std::string, ExtensionContext::Outcome>> decodeRequestDidEnd(
+        const std::vector<Value>& arguments, std::string* refusal);
+    /// The request identifier and PNG bytes of `viewDidDraw:picture:`.
+    static std::optional<std::pair<std::string, Data>> decodePicture(
         const std::vector<Value>& arguments, std::string* refusal);
 };
 

@@ -7,10 +7,13 @@
 #include "platform/foundation/Log.h"
 #include "platform/foundation/Runtime.h"
 #include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDisplay.h"
 #include "platform/host/extensions/ExtensionBoundary.h"
 #include "platform/host/extensions/ExtensionProtocol.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/transport/FileHandle.h"
+#include "platform/ui/Screen.h"
+#include "platform/ui/View.h"
 
 #include <fmt/format.h>
 
@@ -22,6 +25,7 @@
 #include <system_error>
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 namespace lumora::platform::host {
 
@@ -327,6 +331,42 @@ void ExtensionHostProgram::beginViewRequest(const Message& message)
     }
     viewRequest_ = std::move(request);
     reply(message, ExtensionProtocol::encodeOffer(exported));
+    sendPicture(viewRequest_->identifier, *viewController);
+}
+
+void ExtensionHostProgram::sendPicture(const std::string& requestIdentifier, ViewController& controller)
+{
+    // What the view controller draws at the size of the screen, as a PNG the
+    // host's remote view shows.
+    const auto view = controller.view();
+    const auto screen = Screen::mainScreen();
+    if (!view || !screen) {
+        return;
+    }
+    view->setFrame(screen->bounds());
+    const auto bitmap = SimulatedDevice::shared().display().snapshotView(*view);
+    std::error_code error;
+    const auto path = std::filesystem::temp_directory_path(error)
+        / fmt::format("lumora-extension-picture-{}-{}.png", ::getpid(), requestIdentifier);
+    if (error || bitmap.isEmpty() || !bitmap.writePNG(path.string())) {
+        Log::error("Extension host: could not draw the picture of request %s", requestIdentifier);
+        return;
+    }
+    std::ifstream file(path, std::ios::binary);
+    std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    file.close();
+    std::filesystem::remove(path, error);
+    if (bytes.size() > ExtensionProtocol::MaxPictureBytes) {
+        Log::error("Extension host: the picture of request %s is too large to send", requestIdentifier);
+        return;
+    }
+    Message picture;
+    picture.kind = Message::Kind::Call;
+    picture.selector = ExtensionProtocol::ViewDidDrawSelector;
+    picture.arguments = { Value(requestIdentifier), Value(Data(std::move(bytes))) };
+    if (link_.connection()->send(picture) != transport::SocketConnection::Sent::Queued) {
+        Log::error("Extension host: could not send the picture of request %s", requestIdentifier);
+    }
 }
 
 bool ExtensionHostProgram::placeFile(const std::string& devicePath, int descriptor)

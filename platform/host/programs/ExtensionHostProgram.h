@@ -52,6 +52,8 @@ private:
     void beginRequest(const transport::Message& message);
     /// Starts the one request of an extension that shows a view controller.
     void beginViewRequest(const transport::Message& message);
+    /// Sends the host a picture of what `controller` draws.
+    void sendPicture(const std::string& requestIdentifier, ViewController& controller);
     /// Places the files a request hands over (`wire`) at their device paths.
     bool takeFiles(const Value& wire, std::vector<std::shared_ptr<transport::FileHandle>>* held, std::string* refusal);
     /// Makes the file behind `descriptor` readable at `devicePath` for the extension.

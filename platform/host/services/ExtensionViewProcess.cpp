@@ -99,6 +99,7 @@ bool ExtensionViewProcess::begin(const Start& start, Ended ended, Failed failed,
     }
     ended_ = std::move(ended);
     failed_ = std::move(failed);
+    drew_ = start.drew;
 
     std::array<int, 2> sockets {};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
@@ -218,6 +219,14 @@ void ExtensionViewProcess::received(Message message)
             postToPlatformThread([ended = ended_, outcome = std::move(ended->second)] { ended(outcome); });
         } else if (!heldOutcome_) {
             heldOutcome_ = std::move(ended->second);
+        }
+    } else if (message.kind == Message::Kind::Call && message.selector == ExtensionProtocol::ViewDidDrawSelector) {
+        std::string refusal;
+        auto picture = ExtensionProtocol::decodePicture(message.arguments, &refusal);
+        if (!picture) {
+            refuseLocked(fmt::format("a malformed picture ({})", refusal));
+        } else if (drew_) {
+            postToPlatformThread([drew = drew_, bytes = std::move(picture->second)] { drew(bytes); });
         }
     } else if (message.kind == Message::Kind::Call
         && (message.selector == ExtensionProtocol::RelayMessageSelector

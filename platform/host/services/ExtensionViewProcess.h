@@ -65,6 +65,8 @@ public:
         /// The ends, paired with the host's, that stand for the extension's side.
         std::shared_ptr<ExtensionConnection> auxiliary;
         std::shared_ptr<ExtensionConnection> view;
+        /// Hears each picture (PNG) of what the extension drew; on a platform thread.
+        std::function<void(const Data& picture)> drew;
     };
     /// How the extension ended the request; on a platform thread.
     using Ended = std::function<void(const ExtensionContext::Outcome& outcome)>;
@@ -112,6 +114,7 @@ private:
     std::shared_ptr<ExtensionRelay> relay_;
     Ended ended_;
     Failed failed_;
+    std::function<void(const Data& picture)> drew_;
     std::optional<transport::Message> beginReply_;
     bool started_ = false;
     bool stopping_ = false;

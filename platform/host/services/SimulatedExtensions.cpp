@@ -1,16 +1,24 @@
 #include "platform/host/services/SimulatedExtensions.h"
 
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/Runtime.h"
+#include "platform/graphics/Image.h"
+#include "platform/graphics/Layer.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedProcess.h"
 #include "platform/host/extensions/ExtensionBoundary.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/foundation/PlatformThreads.h"
+#include "platform/ui/View.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
 #include <system_error>
+
+#include <unistd.h>
 
 namespace lumora::platform::host {
 
@@ -59,6 +67,7 @@ void SimulatedExtensions::reset()
         installed_.clear();
         lookupError_.reset();
         outcomes_.clear();
+        pictures_.clear();
         outcomeObservers_.clear();
         ended.swap(requests_);
     }
@@ -431,6 +440,8 @@ void SimulatedExtensions::startOutOfProcess(const Installed& installed, const Re
         }
     }
     start.items = std::move(inputItems);
+    start.drew = [this, requestIdentifier = request.identifier, controller = request.remoteViewController](
+                     const Data& picture) { showPicture(requestIdentifier, controller, picture); };
 
     const auto name = request.extensionIdentifier;
     auto process = std::make_shared<ExtensionViewProcess>(name, *installed.outOfProcess);
@@ -468,6 +479,45 @@ void SimulatedExtensions::startOutOfProcess(const Installed& installed, const Re
         process->stop();
     }
     answer(nullptr);
+}
+
+std::optional<Data> SimulatedExtensions::pictureOfRequest(const std::string& requestIdentifier) const
+{
+    std::lock_guard lock(mutex_);
+    const auto found = pictures_.find(requestIdentifier);
+    return found == pictures_.end() ? std::nullopt : std::optional(found->second);
+}
+
+void SimulatedExtensions::showPicture(
+    const std::string& requestIdentifier, const std::weak_ptr<RemoteViewController>& controller, const Data& picture)
+{
+    {
+        std::lock_guard lock(mutex_);
+        pictures_.insert_or_assign(requestIdentifier, picture);
+    }
+    // The remote view shows the picture as its layer's contents, on the MainQueue as views change.
+    DispatchQueue::main().async([controller, picture, requestIdentifier] {
+        const auto shown = controller.lock();
+        if (!shown) {
+            return;
+        }
+        std::error_code error;
+        const auto path = std::filesystem::temp_directory_path(error)
+            / fmt::format("lumora-remote-view-{}-{}.png", ::getpid(), requestIdentifier);
+        {
+            std::ofstream file(path, std::ios::binary);
+            file.write(
+                reinterpret_cast<const char*>(picture.bytes()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+                static_cast<std::streamsize>(picture.length()));
+        }
+        auto image = error ? nullptr : Image::imageWithContentsOfFile(path.string());
+        std::filesystem::remove(path, error);
+        if (!image) {
+            Log::error("SimulatedExtensions: the picture of request %s cannot be shown", requestIdentifier);
+            return;
+        }
+        shown->view()->layer()->setContents(std::move(image));
+    });
 }
 
 std::string SimulatedExtensions::makeRequestIdentifier()

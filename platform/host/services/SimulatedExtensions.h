@@ -118,6 +118,11 @@ public:
     void observeOutcomeOfRequest(
         const std::string& requestIdentifier, std::function<void(const ExtensionContext::Outcome&)> observer);
 
+    /// The latest picture (PNG) of what the extension of the request
+    /// `requestIdentifier` drew in its own process, which the request's remote
+    /// view controller shows; nullopt before one arrived.
+    [[nodiscard]] std::optional<Data> pictureOfRequest(const std::string& requestIdentifier) const;
+
     // ---- For the platform's implementation ---------------------------------------------
     std::shared_ptr<Extension> lookUpExtension(const std::string& identifier, ErrorRef* error) const;
     void findExtensions(const DictionaryRef& attributes, Extension::MatchingHandler handler) const;
@@ -144,6 +149,9 @@ private:
         const std::function<void(const ErrorRef& error)>& answer);
     /// Notes how the extension ended a request and tells its observers.
     void recordOutcome(const std::string& requestIdentifier, const ExtensionContext::Outcome& outcome);
+    /// Keeps a picture of what the extension drew and shows it in `controller`.
+    void showPicture(const std::string& requestIdentifier, const std::weak_ptr<RemoteViewController>& controller,
+        const Data& picture);
     std::string makeRequestIdentifier();
 
     mutable std::mutex mutex_;
@@ -151,6 +159,7 @@ private:
     ErrorRef lookupError_;
     std::vector<Request> requests_;
     std::map<std::string, ExtensionContext::Outcome> outcomes_;
+    std::map<std::string, Data> pictures_;
     std::multimap<std::string, std::function<void(const ExtensionContext::Outcome&)>> outcomeObservers_;
     std::mt19937_64 random_ { std::random_device {}() };
 };
