@@ -115,6 +115,7 @@ protected:
 
 TEST_F(SetupOutOfProcess, TheSampleSetupRunsInItsOwnProcessAndHandsTheAppAController)
 {
+    const LogCapture log;
     installSetup(settingsFor("SampleSetup"));
     showPickerAndChoose();
     ASSERT_TRUE(delegate_->recorder.wait(1, std::chrono::seconds(10)));
@@ -135,8 +136,9 @@ TEST_F(SetupOutOfProcess, TheSampleSetupRunsInItsOwnProcessAndHandsTheAppAContro
                   setup->returnedItems, LMBroadcastExtensionKeyExtensionBundleIdentifier),
         Value("com.lumora.sample.streamer.setup"));
     EXPECT_TRUE(setup->configurationArchive.has_value());
-    // The completed request ends, and its process with it.
+    // The completed request ends, and its process with it, its peak memory told.
     EXPECT_TRUE(runUntil([] { return !SimulatedDevice::shared().broadcastPicker().setupRequest().has_value(); }));
+    EXPECT_TRUE(runUntil([&log] { return logged(log, "peak memory"); }));
 }
 
 struct Fault {
