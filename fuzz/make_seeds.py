@@ -131,6 +131,16 @@ def main():
           [{"$error": {"domain": "com.example", "code": 3, "userInfo": {"$dict": {}}}}]))
     write("ExtensionMessage", "outside.bplist", message(0, 5, "beginRequestWithItems:files:",
           [[item("payload", {"$dict": {"$shared": [4096, 1]}})], []]))
+    write("ExtensionMessage", "view-request.bplist", message(0, 1, "beginViewRequest:items:files:interfaces:",
+          ["4F1C-REQUEST", [item("LMVideoEditorExtensionMovieURLKey", "/private/var/mobile/movie.mp4")], [],
+           {"$dict": {"hostContextClass": "LMVideoEditorExtensionHostContext",
+                      "auxiliary": ["extensionDidFinishWithActivityTypes:"], "view": []}}]))
+    write("ExtensionMessage", "relayed.bplist", message(2, 0, "relayMessage:connection:selector:arguments:",
+          ["4F1C-REQUEST", "view", "inputValuesWithReply:", [{"$dict": {"$reply": 1}}]]))
+    write("ExtensionMessage", "relayed-reply.bplist", message(2, 0, "relayReply:number:values:",
+          ["4F1C-REQUEST", 1, [{"$dict": {"channel": "main"}}]]))
+    write("ExtensionMessage", "request-ended.bplist", message(2, 0, "requestDidEnd:outcome:",
+          ["4F1C-REQUEST", [item("LMBroadcastExtensionKeyExtensionUserInfo", {"$dict": {"channel": "main"}})]]))
 
 
     # The lab's WAV files: 16-bit PCM, mono at the device's rate and stereo at half of it.
