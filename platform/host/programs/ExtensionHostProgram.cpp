@@ -146,7 +146,7 @@ int ExtensionHostProgram::run()
     link_.serve(
         options_.socket, "Extension host",
         [this, &failed](const Message& message) {
-            if (factory_ == nullptr) {
+            if (factory_ == nullptr && viewFactory_ == nullptr) {
                 failed = failed || !loadGivenBundle(message);
                 return;
             }

@@ -4,6 +4,7 @@
 #include "platform/foundation/Log.h"
 #include "platform/host/extensions/ExtensionRelay.h"
 #include "platform/host/foundation/PlatformThreads.h"
+#include "platform/host/services/ExtensionHostSpares.h"
 #include "platform/host/transport/FileHandle.h"
 #include "platform/host/transport/SocketConnection.h"
 
@@ -61,6 +62,11 @@ ExtensionViewProcess::ExtensionViewProcess(std::string name, Settings settings)
       }())
 { }
 
+void ExtensionViewProcess::startAhead(std::string program)
+{
+    ExtensionHostSpares::shared().prepare(program.empty() ? std::string(LUMORA_EXTENSION_HOST_PROGRAM) : program);
+}
+
 ExtensionViewProcess::~ExtensionViewProcess()
 {
     stop();
@@ -101,26 +107,51 @@ bool ExtensionViewProcess::begin(const Start& start, Ended ended, Failed failed,
     failed_ = std::move(failed);
     drew_ = start.drew;
 
-    std::array<int, 2> sockets {};
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
-        why = "no socket to it";
-        return false;
+    // A spare started ahead of need takes the extension, under its ceiling;
+    // without one the program is started now with the bundle.
+    auto spare = ExtensionHostSpares::shared().take(settings_.program);
+    if (spare && spare->process->ceiling() != ChildProcess::Ceiling::None
+        && !spare->process->setMemoryCeiling(settings_.memoryCeiling)) {
+        ::close(spare->socket);
+        spare.reset();
     }
-    ChildProcess::Launch launch;
-    launch.program = settings_.program;
-    launch.arguments = { "--socket", std::to_string(kChildSocket), "--bundle", settings_.bundlePath };
-    launch.descriptors = { { sockets[1], kChildSocket } };
-    launch.memoryCeiling = settings_.memoryCeiling;
-    process_ = ChildProcess::launch(launch, &why);
-    ::close(sockets[1]);
-    if (!process_) {
-        ::close(sockets[0]);
-        return false;
+    int socket = -1;
+    const bool tookSpare = spare.has_value();
+    if (spare) {
+        process_ = std::move(spare->process);
+        socket = spare->socket;
+    } else {
+        std::array<int, 2> sockets {};
+        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
+            why = "no socket to it";
+            return false;
+        }
+        ChildProcess::Launch launch;
+        launch.program = settings_.program;
+        launch.arguments = { "--socket", std::to_string(kChildSocket), "--bundle", settings_.bundlePath };
+        launch.descriptors = { { sockets[1], kChildSocket } };
+        launch.memoryCeiling = settings_.memoryCeiling;
+        process_ = ChildProcess::launch(launch, &why);
+        ::close(sockets[1]);
+        if (!process_) {
+            ::close(sockets[0]);
+            return false;
+        }
+        socket = sockets[0];
     }
     closeReported_ = false;
-    connection_ = SocketConnection::open(sockets[0], fmt::format("extension {}", name_),
+    connection_ = SocketConnection::open(socket, fmt::format("extension {}", name_),
         { [this](Message message) { received(std::move(message)); },
             [this](const std::string& reason) { closed(reason); } });
+    if (tookSpare) {
+        Message load { Message::Kind::Call, 0, std::string(ExtensionProtocol::LoadBundleSelector),
+            { Value(settings_.bundlePath), Value(std::string()) } };
+        if (connection_->send(load) != SocketConnection::Sent::Queued) {
+            why = "could not hand it its bundle";
+            endLocked(lock, true, why);
+            return false;
+        }
+    }
     relay_ = std::make_shared<ExtensionRelay>(start.requestIdentifier, name_,
         [connection = std::weak_ptr<SocketConnection>(connection_)](const Message& message) {
             const auto strong = connection.lock();
@@ -207,7 +238,9 @@ void ExtensionViewProcess::received(Message message)
         return;
     }
     std::shared_ptr<ExtensionRelay> relay;
-    if (message.kind == Message::Kind::Reply && message.number == kBeginNumber && !started_ && !beginReply_) {
+    if (message.kind == Message::Kind::Call && message.selector == ExtensionProtocol::ReadySelector) {
+        // A spare is up; it has been given its bundle already.
+    } else if (message.kind == Message::Kind::Reply && message.number == kBeginNumber && !started_ && !beginReply_) {
         beginReply_ = message;
         changed_.notify_all();
     } else if (message.kind == Message::Kind::Call && message.selector == ExtensionProtocol::RequestDidEndSelector) {

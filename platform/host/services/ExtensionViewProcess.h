@@ -74,6 +74,11 @@ public:
     using Failed = std::function<void(const std::string& why)>;
 
     /// `name` names the extension in log lines.
+    /// Has the device start a process of `program` (empty: the one the build
+    /// made) ahead of need (`ExtensionHostSpares`), which the next request's
+    /// process then is; each request taken starts the next spare.
+    static void startAhead(std::string program);
+
     ExtensionViewProcess(std::string name, Settings settings);
     ExtensionViewProcess(const ExtensionViewProcess&) = delete;
     ExtensionViewProcess& operator=(const ExtensionViewProcess&) = delete;

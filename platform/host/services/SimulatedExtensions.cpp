@@ -130,6 +130,7 @@ bool SimulatedExtensions::runOutOfProcess(const std::string& identifier, Extensi
     if (found == installed_.end()) {
         return false;
     }
+    ExtensionViewProcess::startAhead(settings.program);
     found->second.outOfProcess = std::move(settings);
     return true;
 }
