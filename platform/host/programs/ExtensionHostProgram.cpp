@@ -25,6 +25,7 @@
 #include <system_error>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace lumora::platform::host {
@@ -430,7 +431,13 @@ bool ExtensionHostProgram::placeFile(const std::string& devicePath, int descript
     const auto link = std::filesystem::path(device.resolvePath(devicePath));
     std::error_code error;
     std::filesystem::remove(link, error);
-    std::filesystem::create_symlink(fmt::format("/proc/self/fd/{}", descriptor), link, error);
+    // A second name of the same file where it can be (the same file system),
+    // so that the extension sees a file and not a link; else a link to it.
+    const auto opened = fmt::format("/proc/self/fd/{}", descriptor);
+    if (::linkat(AT_FDCWD, opened.c_str(), AT_FDCWD, link.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        return true;
+    }
+    std::filesystem::create_symlink(opened, link, error);
     return !error;
 }
 
