@@ -173,6 +173,7 @@ TEST(LabReportTest, TheJsonSummaryEscapesWhatTheExtensionSentAndCarriesEveryFigu
     report.applicationAudioPayloads = 2;
     report.latencies = { 3.0, 1.0, 2.0 };
     report.peakMemory = 1024;
+    report.peakResidentMemory = 512;
     report.memoryCeiling = 2048;
     report.serviceInfo.push_back(std::make_shared<const platform::Dictionary>(platform::Dictionary {
         { "text", platform::Value("line\nbreak\x01") }, { "n", platform::Value(std::int64_t { 7 }) },
@@ -184,7 +185,7 @@ TEST(LabReportTest, TheJsonSummaryEscapesWhatTheExtensionSentAndCarriesEveryFigu
     EXPECT_NE(json.find(R"("exitStatus":1)"), std::string::npos) << json;
     EXPECT_NE(json.find(R"({"list":[true],"n":7,"text":"line\nbreak\u0001"})"), std::string::npos) << json;
     EXPECT_NE(json.find(R"("p50":2.000,"p90":3.000,"p99":3.000,"max":3.000)"), std::string::npos) << json;
-    EXPECT_NE(json.find(R"("peakBytes":1024,"ceilingBytes":2048)"), std::string::npos) << json;
+    EXPECT_NE(json.find(R"("peakBytes":1024,"peakResidentBytes":512,"ceilingBytes":2048)"), std::string::npos) << json;
     EXPECT_NE(json.find(R"({"kind":"malformed reply","at":1.500,"detail":"it said \"no\""})"), std::string::npos)
         << json;
     // No raw control character reaches the JSON but the final line break.

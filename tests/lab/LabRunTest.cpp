@@ -101,6 +101,9 @@ TEST_F(LabRunTest, AWellBehavedExtensionRunsThroughWithEveryPayloadCountedAcross
     EXPECT_EQ(report.launches, 1U);
     EXPECT_GT(report.peakMemory, 0U);
     EXPECT_LT(report.peakMemory, report.memoryCeiling);
+    // Its own memory is seen while it runs, and is part of what it is charged for.
+    EXPECT_GT(report.peakResidentMemory, 0U);
+    EXPECT_LE(report.peakResidentMemory, report.memoryCeiling);
     EXPECT_FALSE(progressFell);
     EXPECT_DOUBLE_EQ(lastProgress, 1.0);
 }

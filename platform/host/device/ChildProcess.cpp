@@ -346,6 +346,26 @@ std::size_t ChildProcess::currentMemory() const
     return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
+std::size_t ChildProcess::currentResidentMemory() const
+{
+    if (exit_) {
+        return 0;
+    }
+    if (ceiling_ == Ceiling::ControlGroupV2) {
+        return keyedNumber(readFile(group_ + "/memory.stat"), "anon");
+    }
+    if (ceiling_ == Ceiling::ControlGroupV1) {
+        return keyedNumber(readFile(group_ + "/memory.stat"), "total_rss");
+    }
+    // Without a group: the resident pages that are not a file's.
+    std::istringstream pages(readFile(fmt::format("/proc/{}/statm", pid_)));
+    std::size_t size = 0;
+    std::size_t resident = 0;
+    std::size_t shared = 0;
+    pages >> size >> resident >> shared;
+    return (resident - std::min(resident, shared)) * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
 std::optional<ChildProcess::Exit> ChildProcess::waitForExit(std::chrono::milliseconds timeout)
 {
     if (exit_ || pid_ <= 0) {

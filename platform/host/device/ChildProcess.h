@@ -79,6 +79,11 @@ public:
     /// The memory the process holds now, in bytes (resident, or charged to
     /// its group); 0 once it has ended.
     [[nodiscard]] std::size_t currentMemory() const;
+    /// The process's own memory now, in bytes: what it allocated and
+    /// touched, without the cache of files it read or wrote, which its group
+    /// is charged for too (and which the kernel reclaims before the ceiling
+    /// is crossed); 0 once it has ended.
+    [[nodiscard]] std::size_t currentResidentMemory() const;
 
     /// Waits, at most `timeout`, for the process to end; how it ended, or
     /// nullopt while it still runs. Once it has ended every call answers the same.

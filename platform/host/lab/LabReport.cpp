@@ -154,6 +154,8 @@ std::string LabReport::text() const
         megabytes(memoryCeiling),
         memoryCeiling == 0 ? 0.0 : 100.0 * static_cast<double>(peakMemory) / static_cast<double>(memoryCeiling),
         launches, launches == 1 ? "" : "es");
+    out += fmt::format(
+        "  its own memory     {} at most (without the cache of files it wrote)\n", megabytes(peakResidentMemory));
     out += fmt::format("  service info       {} update{}", serviceInfo.size(), serviceInfo.size() == 1 ? "" : "s");
     if (!serviceInfo.empty()) {
         out += fmt::format(", last {}", jsonOf(Value(serviceInfo.back())));
@@ -189,8 +191,8 @@ std::string LabReport::json() const
     out += fmt::format(R"(,"latencyMilliseconds":{{"p50":{},"p90":{},"p99":{},"max":{}}})",
         number(latencyPercentile(0.5)), number(latencyPercentile(0.9)), number(latencyPercentile(0.99)),
         number(latencyPercentile(1.0)));
-    out += fmt::format(
-        R"(,"memory":{{"peakBytes":{},"ceilingBytes":{},"launches":{}}})", peakMemory, memoryCeiling, launches);
+    out += fmt::format(R"(,"memory":{{"peakBytes":{},"peakResidentBytes":{},"ceilingBytes":{},"launches":{}}})",
+        peakMemory, peakResidentMemory, memoryCeiling, launches);
     out += R"(,"serviceInfo":[)";
     for (std::size_t index = 0; index < serviceInfo.size(); ++index) {
         out += (index > 0 ? "," : "") + jsonOf(Value(serviceInfo[index]));

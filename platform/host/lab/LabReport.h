@@ -47,8 +47,11 @@ public:
     std::int64_t clips = 0;
     /// Milliseconds from handing each request over to its end, in order.
     std::vector<double> latencies;
-    /// The extension's peak memory and its ceiling, in bytes.
+    /// The extension's peak memory and its ceiling, in bytes: all its
+    /// process was charged for, files it wrote included, as the ceiling counts it.
     std::size_t peakMemory = 0;
+    /// The largest of its own memory (without file caches) seen at each step of the run.
+    std::size_t peakResidentMemory = 0;
     std::size_t memoryCeiling = 0;
     /// How many times its process was started.
     std::size_t launches = 0;

@@ -266,6 +266,7 @@ LabReport LabRun::run()
         if (counting) {
             live += seconds;
         }
+        report.peakResidentMemory = std::max(report.peakResidentMemory, process->residentMemory());
     };
     std::size_t nextPause = 0;
     while (live < options_.duration - 1e-9 && !session->stoppedBySystem()) {

@@ -113,6 +113,12 @@ std::optional<pid_t> ExtensionHostProcess::pid() const
     return process_ ? std::optional(process_->pid()) : std::nullopt;
 }
 
+std::size_t ExtensionHostProcess::residentMemory() const
+{
+    std::lock_guard lock(mutex_);
+    return process_ ? process_->currentResidentMemory() : 0;
+}
+
 bool ExtensionHostProcess::signal(int signal) const
 {
     std::lock_guard lock(mutex_);

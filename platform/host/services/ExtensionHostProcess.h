@@ -114,6 +114,8 @@ public:
     [[nodiscard]] std::string program() const;
     /// The running process's id, if one runs.
     [[nodiscard]] std::optional<pid_t> pid() const;
+    /// The running process's own memory now (`ChildProcess::currentResidentMemory`); 0 when none runs.
+    [[nodiscard]] std::size_t residentMemory() const;
     /// Sends `signal` to the running process; false when none runs.
     bool signal(int signal) const;
     /// How the last process ended, once one has.
