@@ -159,9 +159,10 @@ void ExtensionHostSpares::clear()
 
 void ExtensionHostSpares::end(Spare spare)
 {
-    ::close(spare.socket);
-    // Destroying the process kills and reaps it and removes its group.
+    // Destroying the process kills and reaps it and removes its group; its
+    // socket is closed after, so that it never hears its connection end.
     spare.process.reset();
+    ::close(spare.socket);
 }
 
 } // namespace lumora::platform::host
