@@ -146,8 +146,9 @@ std::string LabReport::text() const
     out += fmt::format("  live time          {:.1f} s of {:.1f} s{}\n", liveSeconds, duration,
         endedEarly ? " (the broadcast ended early)" : "");
     out += fmt::format("  requests           {} ended\n", requests);
-    out += fmt::format("  payloads           {} application audio, {} microphone audio, {} actions, {} clips\n",
-        applicationAudioPayloads, microphoneAudioPayloads, actions, clips);
+    out += fmt::format("  payloads           {} application audio, {} microphone audio, {} action{}, {} clip{}\n",
+        applicationAudioPayloads, microphoneAudioPayloads, actions, actions == 1 ? "" : "s", clips,
+        clips == 1 ? "" : "s");
     out += fmt::format("  latency (ms)       p50 {:.2f}  p90 {:.2f}  p99 {:.2f}  max {:.2f}\n", latencyPercentile(0.5),
         latencyPercentile(0.9), latencyPercentile(0.99), latencyPercentile(1.0));
     out += fmt::format("  peak memory        {} of its {} ceiling ({:.0f} %), {} launch{}\n", megabytes(peakMemory),
