@@ -9,7 +9,8 @@ namespace lumora::sample {
 /// ties the two together are in device/<Flow>Demo.cpp. The broadcast picker
 /// flow also goes live: the device's recording service runs the sample
 /// services' upload extensions (examples/extensions/upload/LiveAudioUploadHandler
-/// and LiveClipUploadHandler), as it runs any upload extension.
+/// and LiveClipUploadHandler), as it runs any upload extension. The last
+/// flow records with the device's recording service in a process of its own.
 void runServiceBoundaryDemo();
 void runRecordingDemo();
 void runPreviewDemo();
@@ -17,5 +18,6 @@ void runSupportServicesDemo();
 void runBroadcastControllerDemo();
 void runWidgetsDemo();
 void runBroadcastPickerDemo();
+void runServiceProcessDemo();
 
 } // namespace lumora::sample

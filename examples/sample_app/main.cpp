@@ -20,6 +20,7 @@ int main()
     lumora::sample::runBroadcastControllerDemo();
     lumora::sample::runWidgetsDemo();
     lumora::sample::runBroadcastPickerDemo();
+    lumora::sample::runServiceProcessDemo();
     // Whatever the device still has on its way lands before the app exits.
     lumora::platform::host::SimulatedDevice::shared().drain();
     return 0;
