@@ -110,6 +110,8 @@ std::optional<MovieContents> decodeMovie(const std::string& path)
                         centreOf(*frame) });
             } else {
                 audioSamples += frame->nb_samples;
+                const auto* first = reinterpret_cast<const float*>(frame->extended_data[0]);
+                contents.audioSamples.insert(contents.audioSamples.end(), first, first + frame->nb_samples);
                 for (int channel = 0; channel < frame->ch_layout.nb_channels; ++channel) {
                     const auto* samples = reinterpret_cast<const float*>(frame->extended_data[channel]);
                     for (int index = 0; index < frame->nb_samples; ++index) {
@@ -138,6 +140,7 @@ std::optional<MovieContents> decodeMovie(const std::string& path)
     }
     if (audio != nullptr) {
         contents.audioDuration = static_cast<double>(audioSamples) / audio->codecpar->sample_rate;
+        contents.audioSampleRate = audio->codecpar->sample_rate;
         contents.audioLevel = squared > 0 ? std::sqrt(squares / static_cast<double>(squared)) : 0;
     }
     return contents;

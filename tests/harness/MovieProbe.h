@@ -34,6 +34,9 @@ struct MovieContents {
     double audioDuration = 0;
     /// The root mean square of the decoded samples (0...1).
     double audioLevel = 0;
+    /// The decoded samples of the first channel, in order, and their rate.
+    std::vector<float> audioSamples;
+    int audioSampleRate = 0;
 };
 
 /// Decodes every frame of the movie at `path`; nullopt when it is no movie

@@ -29,6 +29,23 @@ constexpr double kToneAmplitude = 0.25;
 // fires at a slot from rounding down to the slot before.
 constexpr double kSlotTolerance = 1e-6;
 
+// The microphone's samples from capture sample `first` on: the tone, or
+// silence while the microphone is muted.
+std::vector<std::int16_t> microphoneSamples(std::int64_t first, std::int64_t end, bool muted)
+{
+    std::vector<std::int16_t> samples(static_cast<std::size_t>(std::max<std::int64_t>(0, end - first)));
+    if (muted) {
+        return samples;
+    }
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double phase = 2 * std::numbers::pi * ScreenCapture::ToneFrequency
+            * static_cast<double>(first + static_cast<std::int64_t>(i));
+        samples[i]
+            = static_cast<std::int16_t>(kToneAmplitude * 32767 * std::sin(phase / ScreenCapture::AudioSampleRate));
+    }
+    return samples;
+}
+
 // The queue every capture encodes on. Made once and never destroyed: the
 // platform's threads are gone before static objects are.
 DispatchQueue& encodingQueue()
@@ -40,21 +57,14 @@ DispatchQueue& encodingQueue()
 
 } // namespace
 
-class ScreenCapture::Movie {
-public:
-    // Touched on the encoding queue only, but for `written`, which the
-    // capture reads once the queue has run the close.
-    std::unique_ptr<MovieWriter> writer;
-    double origin = 0;
-    bool written = false;
-};
-
 struct ScreenCapture::Encoder {
+    explicit Encoder(int framesPerSecond) : movies(framesPerSecond, AudioSampleRate) { }
+
     std::mutex mutex;
     std::condition_variable changed;
     int waiting = 0;
     // The movies being written; touched on the encoding queue only.
-    std::vector<std::shared_ptr<Movie>> movies;
+    CapturedMovies movies;
 
     void post(const std::shared_ptr<Encoder>& self, std::function<void()> task)
     {
@@ -78,24 +88,21 @@ struct ScreenCapture::Encoder {
     }
 };
 
-std::shared_ptr<ScreenCapture> ScreenCapture::make(bool microphone)
+std::shared_ptr<ScreenCapture> ScreenCapture::make(bool microphone, int framesPerSecond)
 {
-    return std::shared_ptr<ScreenCapture>(new ScreenCapture(microphone));
+    return std::shared_ptr<ScreenCapture>(new ScreenCapture(microphone, std::clamp(framesPerSecond, 1, 240)));
 }
 
-ScreenCapture::ScreenCapture(bool microphone) : microphone_(microphone), encoder_(std::make_shared<Encoder>()) { }
+ScreenCapture::ScreenCapture(bool microphone, int framesPerSecond)
+    : microphone_(microphone), framesPerSecond_(framesPerSecond), encoder_(std::make_shared<Encoder>(framesPerSecond))
+{ }
 
 ScreenCapture::~ScreenCapture()
 {
     timer_.reset();
     // Movies left open are completed with what they have, before anyone
     // removes the folder they are in.
-    encoder_->post(encoder_, [encoder = encoder_.get()] {
-        for (const auto& movie : encoder->movies) {
-            movie->writer.reset();
-        }
-        encoder->movies.clear();
-    });
+    encoder_->post(encoder_, [encoder = encoder_.get()] { encoder->movies.closeAll(); });
     if (!encoder_->waitUntilAtMost(0)) {
         Log::error("Screen capture: the encoder did not finish in time");
     }
@@ -163,6 +170,18 @@ void ScreenCapture::setFrameObserver(FrameObserver observer)
     observer_ = std::move(observer);
 }
 
+void ScreenCapture::setFrameSink(FrameSink sink)
+{
+    sink_ = std::move(sink);
+}
+
+void ScreenCapture::setMicrophoneMuted(bool muted)
+{
+    // The sound up to now keeps the state it was captured in.
+    takeDueFrames();
+    microphoneMuted_ = muted;
+}
+
 std::shared_ptr<ScreenCapture::Movie> ScreenCapture::openMovie(const std::string& path)
 {
     takeDueFrames();
@@ -175,21 +194,20 @@ std::shared_ptr<ScreenCapture::Movie> ScreenCapture::openMovie(const std::string
     auto writer = MovieWriter::create(path,
         { .width = screen.width(),
             .height = screen.height(),
-            .framesPerSecond = FramesPerSecond,
+            .framesPerSecond = framesPerSecond_,
             .audioChannels = microphone_ ? 1 : 0,
             .audioSampleRate = AudioSampleRate });
     if (!writer) {
         return nullptr;
     }
-    auto movie = std::make_shared<Movie>();
-    movie->writer = std::move(writer);
-    movie->origin = time();
+    auto movie = std::make_shared<Movie>(std::move(writer), time());
+    ++moviesOpen_;
     // The movie opens on the picture the screen shows now, the one taken last.
     encoder_->post(encoder_, [encoder = encoder_.get(), movie, picture = lastPicture_] {
         if (picture) {
-            movie->writer->addFrame(*picture, 0);
+            movie->writer()->addFrame(*picture, 0);
         }
-        encoder->movies.push_back(movie);
+        encoder->movies.add(movie);
     });
     return movie;
 }
@@ -200,23 +218,22 @@ bool ScreenCapture::closeMovie(const std::shared_ptr<Movie>& movie)
         return false;
     }
     takeDueFrames();
-    encoder_->post(encoder_, [encoder = encoder_.get(), movie] {
-        std::erase(encoder->movies, movie);
-        if (movie->writer) {
-            movie->written = movie->writer->finish();
-            movie->writer.reset();
-        }
-    });
+    if (moviesOpen_ > 0) {
+        --moviesOpen_;
+    }
+    // Written on the encoding queue, read once the queue has run the close.
+    auto written = std::make_shared<bool>(false);
+    encoder_->post(encoder_, [encoder = encoder_.get(), movie, written] { *written = encoder->movies.close(movie); });
     if (!encoder_->waitUntilAtMost(0)) {
         Log::error("Screen capture: the encoder did not finish in time");
         return false;
     }
-    return movie->written;
+    return *written;
 }
 
 void ScreenCapture::schedule()
 {
-    const double next = static_cast<double>(nextFrame_) / FramesPerSecond;
+    const double next = static_cast<double>(nextFrame_) / framesPerSecond_;
     timer_ = Clock::scheduleAfter(next - time() + kSlotTolerance, [weak = weak_from_this()] {
         // A timer that was already due when the capture paused or stopped sets no other.
         if (const auto capture = weak.lock(); capture && !capture->stopped_ && !capture->pausedAt_) {
@@ -232,7 +249,7 @@ void ScreenCapture::takeDueFrames()
         return;
     }
     const double now = time();
-    const auto last = static_cast<std::int64_t>(std::floor((now * FramesPerSecond) + kSlotTolerance));
+    const auto last = static_cast<std::int64_t>(std::floor((now * framesPerSecond_) + kSlotTolerance));
     if (last < nextFrame_) {
         return;
     }
@@ -241,44 +258,35 @@ void ScreenCapture::takeDueFrames()
     if (observer_) {
         observer_(*picture, now);
     }
-    const auto first = nextFrame_;
+    Frame frame { picture, nextFrame_, last, {}, nextSample_ };
     nextFrame_ = last + 1;
     lastPicture_ = picture;
-
-    std::vector<std::int16_t> samples;
-    const double audioStart = static_cast<double>(nextSample_) / AudioSampleRate;
     if (microphone_) {
-        const auto end = std::llround(now * AudioSampleRate);
-        for (; nextSample_ < end; ++nextSample_) {
-            const double phase = 2 * std::numbers::pi * ToneFrequency * static_cast<double>(nextSample_);
-            samples.push_back(static_cast<std::int16_t>(kToneAmplitude * 32767 * std::sin(phase / AudioSampleRate)));
-        }
+        const std::int64_t end = std::llround(now * AudioSampleRate);
+        frame.samples = microphoneSamples(nextSample_, end, microphoneMuted_);
+        nextSample_ = std::max(nextSample_, end);
+    }
+    if (sink_) {
+        sink_(frame);
+    }
+    if (moviesOpen_ == 0) {
+        return;
     }
 
     // Bounded memory: a picture waits for the encoder rather than the encoder for pictures.
     if (!encoder_->waitUntilAtMost(kMostWaiting)) {
         Log::error("Screen capture: the encoder did not finish in time");
     }
-    encoder_->post(encoder_,
-        [encoder = encoder_.get(), picture = std::move(picture), first, last, samples = std::move(samples),
-            audioStart] {
-            for (const auto& movie : encoder->movies) {
-                for (auto frame = first; frame <= last; ++frame) {
-                    const double at = (static_cast<double>(frame) / FramesPerSecond) - movie->origin;
-                    if (at >= 0) {
-                        movie->writer->addFrame(*picture, at);
-                    }
-                }
-                // Audio from before the movie opened is left out.
-                const auto skipped = static_cast<std::size_t>(
-                    std::clamp<std::int64_t>(std::llround((movie->origin - audioStart) * AudioSampleRate), 0,
-                        static_cast<std::int64_t>(samples.size())));
-                if (skipped < samples.size()) {
-                    movie->writer->addAudio(samples.data() + skipped, samples.size() - skipped,
-                        audioStart + (static_cast<double>(skipped) / AudioSampleRate) - movie->origin);
-                }
-            }
-        });
+    encoder_->post(encoder_, [encoder = encoder_.get(), frame = std::move(frame)] {
+        const auto& taken = *frame.picture;
+        // A bitmap's pixel words, read as the bytes they are in memory.
+        const auto* bytes
+            = reinterpret_cast<const std::uint8_t*>( // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+                taken.data());
+        encoder->movies.addFrames(bytes, taken.width(), taken.height(), taken.stride(),
+            MovieWriter::PixelLayout::NativeARGB32, frame.first, frame.last);
+        encoder->movies.addAudio(frame.samples, frame.firstSample);
+    });
 }
 
 } // namespace lumora::platform::host
