@@ -382,6 +382,15 @@ TEST_F(ServiceProcessTest, AServiceWhoseDiskFillsDuringARecordingStopsItKeepsThe
     EXPECT_TRUE(runUntil([] { return process().capture()->screenCapture() == nullptr; }));
 }
 
+TEST_F(ServiceProcessTest, TheServicePassesBroadcastInformationOnToTheApp)
+{
+    ASSERT_EQ(start(), nullptr);
+    LogCapture log;
+    process().capture()->announceBroadcastServiceInfo(
+        std::make_shared<platform::Dictionary>(platform::Dictionary { { "viewers", 3 } }));
+    EXPECT_TRUE(runUntil([&log] { return log.contains("LMDaemonProxy: updateBroadcastServiceInfo:"); }));
+}
+
 TEST_F(ServiceProcessTest, AServiceThatMisbehavesIsDroppedAndTheWaitingStartFails)
 {
     // Each stand-in for the service sends one bad message as it starts and

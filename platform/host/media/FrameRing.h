@@ -23,7 +23,7 @@ namespace lumora::platform::host {
 class FrameRing {
 public:
     /// Slots a ring has unless it is made with another count.
-    static constexpr int DefaultSlots = 4;
+    static constexpr int DefaultSlots = 2;
     /// The largest picture a ring takes, in pixels on either side.
     static constexpr int MaxSide = 8192;
     static constexpr int MaxSlots = 16;

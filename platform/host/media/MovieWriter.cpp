@@ -241,7 +241,15 @@ bool MovieWriter::State::openVideo(const Settings& settings)
     // One thread: the writer already runs on a queue of its caller's choosing.
     video->thread_count = 1;
     if (encoder->id == AV_CODEC_ID_H264) {
-        av_opt_set(video->priv_data, "preset", "veryfast", 0);
+        if (settings.fragmented) {
+            // A movie written as it is recorded, in a process that must stay
+            // small: the fastest preset, no frames held back for look-ahead,
+            // so each fragment goes out at once. Larger files, far less memory.
+            av_opt_set(video->priv_data, "preset", "ultrafast", 0);
+            av_opt_set(video->priv_data, "tune", "zerolatency", 0);
+        } else {
+            av_opt_set(video->priv_data, "preset", "veryfast", 0);
+        }
     } else {
         video->flags |= AV_CODEC_FLAG_QSCALE;
         video->global_quality = FF_QP2LAMBDA * kMpeg4Quantiser;

@@ -52,7 +52,9 @@ public:
         /// Writes a fragmented movie: a header with no samples, then one
         /// fragment per key frame, each written whole once it is complete, so
         /// that the file plays up to its last fragment even when the writer
-        /// never finishes (its process killed) or runs out of room.
+        /// never finishes (its process killed) or runs out of room. H.264 is
+        /// then encoded with x264's fastest preset and without look-ahead,
+        /// which keeps the writer's memory small at the cost of larger files.
         bool fragmented = false;
         /// Bytes the file may grow to (fragmented movies only; 0: no limit
         /// but the disk's). A fragment that does not fit is not written: the

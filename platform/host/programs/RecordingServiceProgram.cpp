@@ -396,6 +396,9 @@ void RecordingServiceProgram::received(const Message& message)
         addFrameLocked(message);
     } else if (message.kind == Message::Kind::Call && message.selector == Capture::SamplesMessage) {
         addSamplesLocked(message);
+    } else if (message.kind == Message::Kind::Call && message.selector == Capture::ServiceInfoMessage
+        && message.arguments.size() == 1 && message.arguments[0].isDictionary()) {
+        sendBroadcastServiceInfo(message.arguments[0].dictionary());
     } else {
         refuseLocked("a message the channel does not take");
     }

@@ -78,6 +78,13 @@ int RecordingServiceCapture::framesInFlight() const
     return ring_ ? ring_->slotsInUse() : 0;
 }
 
+void RecordingServiceCapture::announceBroadcastServiceInfo(const DictionaryRef& serviceInfo)
+{
+    if (const auto link = connection()) {
+        link->send({ Message::Kind::Call, 0, std::string(ServiceInfoMessage), { Value(serviceInfo) } });
+    }
+}
+
 void RecordingServiceCapture::refuse(const Message& message, std::string_view why)
 {
     Log::error("Recording service capture: refused %@ from the service: %@", message.selector, std::string(why));

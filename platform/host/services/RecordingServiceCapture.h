@@ -60,6 +60,9 @@ public:
     /// the capture sample number of the first).
     static constexpr std::string_view FrameMessage = "capturedFrameInSlot:first:last:";
     static constexpr std::string_view SamplesMessage = "capturedSamples:first:";
+    /// The device passes on what a broadcast's upload extension reported,
+    /// for the service to send to the application.
+    static constexpr std::string_view ServiceInfoMessage = "broadcastServiceInfo:";
 
     struct Settings {
         int framesPerSecond = ScreenCapture::FramesPerSecond;
@@ -83,6 +86,9 @@ public:
     [[nodiscard]] std::uint64_t framesDropped() const { return framesDropped_.load(); }
     /// Slots the service holds now.
     [[nodiscard]] int framesInFlight() const;
+    /// Hands the service new information about the broadcast going through
+    /// it, which the service sends on to the application.
+    void announceBroadcastServiceInfo(const DictionaryRef& serviceInfo);
 
     struct Private;
     RecordingServiceCapture(Settings settings, const Private& /*key*/) : settings_(settings) { }
