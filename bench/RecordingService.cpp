@@ -151,10 +151,10 @@ struct Scene {
     void step(int framesPerSecond)
     {
         ++frame;
-        mover->setFrame({ { static_cast<double>((frame * 7) % 255), static_cast<double>((frame * 11) % 547) },
-            { 120, 120 } });
-        mover->setBackgroundColor(Color::colorWithRed_green_blue_alpha(
-            (frame % 30) / 30.0, 0.5, 1 - ((frame % 50) / 50.0), 1));
+        mover->setFrame(
+            { { static_cast<double>((frame * 7) % 255), static_cast<double>((frame * 11) % 547) }, { 120, 120 } });
+        mover->setBackgroundColor(
+            Color::colorWithRed_green_blue_alpha((frame % 30) / 30.0, 0.5, 1 - ((frame % 50) / 50.0), 1));
         preparedDevice().advanceClock((frame == 1 ? 0.5 : 1.0) / framesPerSecond);
         MainQueue::drain();
     }
@@ -261,8 +261,8 @@ void captureAndEncode(benchmark::State& state, int framesPerSecond)
 void directEncode(benchmark::State& state, int framesPerSecond)
 {
     Scene scene;
-    const auto path = std::filesystem::temp_directory_path()
-        / ("lumora-bench-direct-" + std::to_string(::getpid()) + ".mp4");
+    const auto path
+        = std::filesystem::temp_directory_path() / ("lumora-bench-direct-" + std::to_string(::getpid()) + ".mp4");
     auto writer = MovieWriter::create(path.string(),
         { .width = 750,
             .height = 1334,
@@ -342,10 +342,10 @@ void recordingMemory(benchmark::State& state, int seconds)
 
 BENCHMARK_CAPTURE(requestRoundTrip, connection, true)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(requestRoundTrip, local, false)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(captureAndEncode, fps:30, 30)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK_CAPTURE(captureAndEncode, fps:60, 60)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK_CAPTURE(directEncode, fps:30, 30)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK_CAPTURE(directEncode, fps:60, 60)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK_CAPTURE(recordingMemory, seconds:60, 60)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1);
+BENCHMARK_CAPTURE(captureAndEncode, fps : 30, 30)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(captureAndEncode, fps : 60, 60)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(directEncode, fps : 30, 30)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(directEncode, fps : 60, 60)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(recordingMemory, seconds : 60, 60)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1);
 
 BENCHMARK_MAIN();

@@ -357,14 +357,15 @@ TEST_F(ServiceProcessTest, AServiceWhoseDiskFillsDuringARecordingStopsItKeepsThe
     constexpr std::uint64_t kRoom = 24 * 1024;
     process().setDiskQuota(folderSize() + kRoom);
     ASSERT_EQ(start(), nullptr);
-    // A picture that changes with every frame fills the movie fast.
-    int frames = 0;
-    while (delegate->stops.empty() && frames < 30 * 60) {
+    // A picture that changes with every frame fills the movie fast, until the
+    // service has the device stop capturing.
+    const auto capture = process().capture();
+    for (int frames = 0; capture->screenCapture() != nullptr && frames < 30 * 60; ++frames) {
         paint({ (frames * 37) % 256, (frames * 91) % 256, (frames * 13) % 256 });
         wait(kFrame);
-        runPendingDeliveries();
-        ++frames;
     }
+    ASSERT_TRUE(runUntil([this] { return !delegate->stops.empty(); }));
+    ASSERT_TRUE(runPendingDeliveries());
     ASSERT_EQ(delegate->stops.size(), 1U);
     const auto& [error, hasPreview] = delegate->stops.front();
     ASSERT_NE(error, nullptr);
@@ -378,8 +379,6 @@ TEST_F(ServiceProcessTest, AServiceWhoseDiskFillsDuringARecordingStopsItKeepsThe
     const auto kept = decodeMovie(movies.front());
     ASSERT_TRUE(kept);
     EXPECT_GE(kept->frames.size(), static_cast<std::size_t>(platform::host::ScreenCapture::FramesPerSecond));
-    // The device stopped capturing for it.
-    EXPECT_TRUE(runUntil([] { return process().capture()->screenCapture() == nullptr; }));
 }
 
 TEST_F(ServiceProcessTest, TheServicePassesBroadcastInformationOnToTheApp)
