@@ -29,7 +29,7 @@ constexpr std::int64_t kInsufficientStorage = -5805;
 // How long the service waits for the device to answer a start or a stop.
 constexpr auto kDeviceAnswerTimeout = std::chrono::seconds(30);
 // Frame slots one picture may fill: an hour of a held clock let go at once.
-constexpr std::int64_t kMostSlotsPerPicture = 240 * 3600;
+constexpr std::int64_t kMostSlotsPerPicture = std::int64_t { 240 } * 3600;
 
 bool isBool(const Value& value)
 {
@@ -507,7 +507,7 @@ void RecordingServiceProgram::addSamplesLocked(const Message& message)
 {
     const auto& values = message.arguments;
     const Data* data = values.size() == 2 ? values[0].data() : nullptr;
-    if (!data || !values[1].isInteger() || values[1].int64Value() < 0 || data->length() % 2 != 0
+    if (data == nullptr || !values[1].isInteger() || values[1].int64Value() < 0 || data->length() % 2 != 0
         || data->length() > Capture::MaxSamplesPerMessage * sizeof(std::int16_t)) {
         Log::error("Recording service: refused %s from the device: arguments that do not fit", message.selector);
         capture_->close("sound that does not fit");
