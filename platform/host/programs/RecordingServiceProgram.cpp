@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -131,6 +132,16 @@ int RecordingServiceProgram::run()
         openCaptureChannel();
     }
     link_.serve(options_.socket, "Recording service", [this](const Message& message) { handle(message); });
+    // The capture channel's thread uses this object until its channel has
+    // ended: end it, and wait, before the program returns.
+    std::unique_lock lock(mutex_);
+    if (capture_) {
+        capture_->close("the application went away");
+        if (!changed_.wait_for(lock, kDeviceAnswerTimeout, [this] { return captureEnded_; })) {
+            Log::error("Recording service: the capture channel did not end in time");
+            std::_Exit(1);
+        }
+    }
     return 0;
 }
 
