@@ -47,8 +47,10 @@ public:
     /// The program started; by default the one the build made.
     void setProgram(std::string path);
     /// Bytes the service's movie folder may hold, from the next started
-    /// process on (nullopt: as many as the disk takes). A movie that does not
-    /// fit is not written, and the stop that asked for it fails with -5805.
+    /// process on (nullopt: as many as the disk takes). When a recording's
+    /// movie fills what is left, the service stops the recording, keeps the
+    /// movie so far and tells the application (-5805); a stop that would copy
+    /// the canned movie into a folder without room for it fails with -5805.
     void setDiskQuota(std::optional<std::uint64_t> bytes);
     /// The frame rate the screen is captured at for the next started
     /// process's recordings (initially `ScreenCapture::FramesPerSecond`).
