@@ -5,6 +5,7 @@
 #include "bench/PayloadBenchSupport.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/services/ExtensionHostProcess.h"
+#include "platform/host/services/ExtensionHostSpares.h"
 #include "platform/media/SampleBuffer.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 #include "upload/LMBroadcastSampleHandler.h"
@@ -22,6 +23,7 @@ using lumora::bench::decodeAndDeliver;
 using lumora::bench::payloadList;
 using lumora::platform::Value;
 using lumora::platform::host::ExtensionHostProcess;
+using lumora::platform::host::ExtensionHostSpares;
 using lumora::platform::host::ExtensionRequest;
 
 ExtensionHostProcess::Settings benchExtension()
@@ -75,12 +77,21 @@ void decodeAndDeliverOutOfProcess(benchmark::State& state)
     }
 }
 
-// Starting an extension's process and having its answer to a first request.
-void extensionLaunch(benchmark::State& state)
+// An extension's launch as the application meets it: from the first request
+// to its answer, with the device's spare process started ahead (`warm`), or
+// with the program started for the request (`cold`), a memory group made for
+// it and its libraries loaded.
+void launch(benchmark::State& state, bool warm)
 {
     const lumora::platform::ExtensionItems items { ExtensionRequest::labelledItem("payload", payloadList(4096, 2)) };
+    auto settings = benchExtension();
+    settings.startsAhead = warm;
     for (auto _ : state) {
-        ExtensionHostProcess process("benchmark", benchExtension());
+        ExtensionHostProcess process("benchmark", settings);
+        if (warm && !ExtensionHostSpares::shared().waitUntilReady(process.program(), std::chrono::seconds(10))) {
+            state.SkipWithError("no spare process became ready");
+            return;
+        }
         const auto start = std::chrono::steady_clock::now();
         std::string failure;
         const auto answered = deliveredOf(process.perform(items, {}, &failure));
@@ -94,6 +105,16 @@ void extensionLaunch(benchmark::State& state)
     }
 }
 
+void extensionLaunch(benchmark::State& state)
+{
+    launch(state, true);
+}
+
+void extensionColdLaunch(benchmark::State& state)
+{
+    launch(state, false);
+}
+
 } // namespace
 
 BENCHMARK(decodeAndDeliver)->ArgNames({ "bytes", "payloads" })->ArgsProduct({ { 4096, 46080 }, { 32 } })->UseRealTime();
@@ -102,5 +123,6 @@ BENCHMARK(decodeAndDeliverOutOfProcess)
     ->ArgsProduct({ { 4096, 46080 }, { 32 } })
     ->UseRealTime();
 BENCHMARK(extensionLaunch)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(extensionColdLaunch)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

@@ -25,6 +25,7 @@
 #include "platform/host/device/SimulatedDisplay.h"
 #include "platform/host/device/SimulatedScreens.h"
 #include "platform/host/graphics/Bitmap.h"
+#include "platform/host/media/DeviceAudio.h"
 #include "platform/host/media/MovieWriter.h"
 #include "platform/host/media/ScreenCapture.h"
 #include "platform/host/services/RecordingServiceProcess.h"
@@ -37,11 +38,9 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <numbers>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -285,6 +284,7 @@ void directEncode(benchmark::State& state, int framesPerSecond)
     }
     lumora::platform::host::Bitmap picture;
     auto& display = preparedDevice().display();
+    const lumora::platform::host::DeviceAudio audio;
     std::vector<std::int16_t> samples;
     std::int64_t sample = 0;
     std::int64_t frames = 0;
@@ -293,16 +293,12 @@ void directEncode(benchmark::State& state, int framesPerSecond)
         scene.step(framesPerSecond);
         display.drawScreen(picture);
         writer->addFrame(picture, static_cast<double>(frames) / framesPerSecond);
-        // The microphone's tone for the frame, as the capture makes it.
+        // The device's sound for the frame, as the capture takes it.
         const auto end = (frames + 1) * ScreenCapture::AudioSampleRate / framesPerSecond;
-        samples.clear();
-        for (; sample < end; ++sample) {
-            samples.push_back(static_cast<std::int16_t>(0.25 * 32767
-                * std::sin(2 * std::numbers::pi * ScreenCapture::ToneFrequency * static_cast<double>(sample)
-                    / ScreenCapture::AudioSampleRate)));
-        }
-        writer->addAudio(samples.data(), samples.size(),
-            static_cast<double>(end - static_cast<std::int64_t>(samples.size())) / ScreenCapture::AudioSampleRate);
+        samples.resize(static_cast<std::size_t>(end - sample));
+        audio.mix(sample, samples, true);
+        writer->addAudio(samples.data(), samples.size(), static_cast<double>(sample) / ScreenCapture::AudioSampleRate);
+        sample = end;
         ++frames;
     }
     const bool written = writer->finish();

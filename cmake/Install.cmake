@@ -6,6 +6,9 @@
 #                                          Lumora::SimulatedDevice, Lumora::Lab, LUMORA_FRAMEWORK_BUNDLE_DIR
 #                                          and lumora_add_extension()
 #   lib/pkgconfig/lumora.pc, lumora-simulated-device.pc
+#   bin/lumora-lab                         the lab, beside the device's programs it starts
+#   bin/lumora-extension-host, bin/lumora-recording-service
+#   share/lumora/extensions/*.appex        the sample upload extensions' bundles (when built)
 include(CMakePackageConfigHelpers)
 
 set(LUMORA_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/Lumora")
@@ -35,4 +38,15 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/LumoraConfig.cmake" "${CMAKE_CURRENT_
 foreach(pc lumora lumora-simulated-device)
   configure_file("cmake/${pc}.pc.in" "${CMAKE_CURRENT_BINARY_DIR}/${pc}.pc" @ONLY)
   install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${pc}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()
+
+# The lab and the device's programs. The lab finds the extension host beside
+# itself and the framework's bundle under ../share, so the installed copy runs
+# without the build tree.
+install(TARGETS lumora-lab lumora-extension-host lumora-recording-service RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+foreach(bundle SampleUpload LeakyUpload)
+  if(TARGET lumora_extension_${bundle})
+    install(DIRECTORY "${LUMORA_SAMPLE_EXTENSION_BUNDLES_DIR}/${bundle}.appex"
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/lumora/extensions")
+  endif()
 endforeach()

@@ -1,7 +1,8 @@
 // The extension request protocol, as either side may receive it: a message
 // that decodes is read as a request's items (with payload bytes in a block of
-// shared memory) and as a reply's outcome. Whatever is read stays within the
-// block, the counts and the nesting it may have.
+// shared memory) and as a reply's outcome, and its arguments as a relayed
+// message, a relayed reply, a request's end and an offer of operations.
+// Whatever is read stays within the block, the counts and the nesting it may have.
 #include "platform/host/extensions/ExtensionProtocol.h"
 #include "platform/host/extensions/SharedPayloadRegion.h"
 #include "platform/host/transport/MessageCodec.h"
@@ -50,5 +51,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t len
         std::abort();
     }
     (void)ExtensionProtocol::decodeOutcome(wire, &refusal);
+
+    const auto& arguments = decoded.message->arguments;
+    if (const auto relayed = ExtensionProtocol::decodeRelayedMessage(arguments, &refusal)) {
+        if (relayed->arguments.size() > ExtensionProtocol::MaxArguments
+            || relayed->selector.size() > ExtensionProtocol::MaxSelectorLength) {
+            std::abort();
+        }
+        for (const auto& argument : relayed->arguments) {
+            (void)ExtensionProtocol::replyNumber(argument);
+        }
+    }
+    if (const auto reply = ExtensionProtocol::decodeRelayedReply(arguments, &refusal)) {
+        if (reply->number == 0 || reply->values.size() > ExtensionProtocol::MaxArguments) {
+            std::abort();
+        }
+    }
+    (void)ExtensionProtocol::decodeRequestDidEnd(arguments, &refusal);
+    if (const auto offer = ExtensionProtocol::decodeOffer(wire, &refusal)) {
+        if (offer->auxiliary.size() > ExtensionProtocol::MaxSelectors
+            || offer->view.size() > ExtensionProtocol::MaxSelectors) {
+            std::abort();
+        }
+    }
     return 0;
 }

@@ -131,6 +131,27 @@ def main():
           [{"$error": {"domain": "com.example", "code": 3, "userInfo": {"$dict": {}}}}]))
     write("ExtensionMessage", "outside.bplist", message(0, 5, "beginRequestWithItems:files:",
           [[item("payload", {"$dict": {"$shared": [4096, 1]}})], []]))
+    write("ExtensionMessage", "view-request.bplist", message(0, 1, "beginViewRequest:items:files:interfaces:",
+          ["4F1C-REQUEST", [item("LMVideoEditorExtensionMovieURLKey", "/private/var/mobile/movie.mp4")], [],
+           {"$dict": {"hostContextClass": "LMVideoEditorExtensionHostContext",
+                      "auxiliary": ["extensionDidFinishWithActivityTypes:"], "view": []}}]))
+    write("ExtensionMessage", "relayed.bplist", message(2, 0, "relayMessage:connection:selector:arguments:",
+          ["4F1C-REQUEST", "view", "inputValuesWithReply:", [{"$dict": {"$reply": 1}}]]))
+    write("ExtensionMessage", "relayed-reply.bplist", message(2, 0, "relayReply:number:values:",
+          ["4F1C-REQUEST", 1, [{"$dict": {"channel": "main"}}]]))
+    write("ExtensionMessage", "request-ended.bplist", message(2, 0, "requestDidEnd:outcome:",
+          ["4F1C-REQUEST", [item("LMBroadcastExtensionKeyExtensionUserInfo", {"$dict": {"channel": "main"}})]]))
+
+
+    # The lab's WAV files: 16-bit PCM, mono at the device's rate and stereo at half of it.
+    def wav(channels, rate, samples):
+        data = b"".join(struct.pack("<h", sample) for sample in samples)
+        fmt = struct.pack("<HHIIHH", 1, channels, rate, rate * channels * 2, channels * 2, 16)
+        return (b"RIFF" + struct.pack("<I", 4 + 8 + len(fmt) + 8 + len(data)) + b"WAVE"
+                + b"fmt " + struct.pack("<I", len(fmt)) + fmt + b"data" + struct.pack("<I", len(data)) + data)
+
+    write("WavSound", "mono.wav", wav(1, 44100, [0, 1000, -1000, 32767, -32768]))
+    write("WavSound", "stereo-22k.wav", wav(2, 22050, [1, 2, 3, 4, 5, 6]))
 
 
 if __name__ == "__main__":

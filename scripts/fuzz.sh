@@ -16,7 +16,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-targets=(PropertyList KeyedArchive UploadPayload ClipItems StringTable StatisticsPage IngestClip ServiceMessage ExtensionMessage)
+targets=(PropertyList KeyedArchive UploadPayload ClipItems StringTable StatisticsPage IngestClip ServiceMessage ExtensionMessage WavSound)
 build=build-fuzz
 
 if [ $# -eq 0 ]; then

@@ -47,6 +47,13 @@ echo "== Installed-package check (build/install-check, build/consumer)"
     -DLUMORA_FRAMEWORK_BUNDLE_DIR="\"$(pkg-config --variable=bundledir lumora-simulated-device)\"" \
     $(pkg-config --libs lumora-simulated-device)
   build/consumer/lumora_consumer_pkgconfig
+  # The installed lab, against the installed sample extension (runs through)
+  # and the leaky one (crosses its memory ceiling: exit status 5).
+  "$prefix/bin/lumora-lab" --help > /dev/null
+  "$prefix/bin/lumora-lab" --duration 2 "$prefix/share/lumora/extensions/SampleUpload.appex" > /dev/null
+  status=0
+  "$prefix/bin/lumora-lab" --duration 30 "$prefix/share/lumora/extensions/LeakyUpload.appex" > /dev/null || status=$?
+  test "$status" -eq 5
 )
 
 if ! $all; then

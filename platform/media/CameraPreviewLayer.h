@@ -66,6 +66,13 @@ public:
     /// The connection from the session to this layer.
     [[nodiscard]] const std::shared_ptr<CaptureConnection>& connection() const { return connection_; }
 
+    /// Draws the camera's live picture, fitted by `videoGravity`, while the
+    /// session runs with an input of a camera that is still attached and
+    /// that the application may use; nothing otherwise.
+    void drawInContext(GraphicsContext& context) const override;
+    /// Always true: the layer draws the camera's picture itself.
+    [[nodiscard]] bool drawsContent() const override { return true; }
+
     [[nodiscard]] std::string className() const override { return "CameraPreviewLayer"; }
     [[nodiscard]] bool isKindOfClassNamed(const std::string& name) const override
     {

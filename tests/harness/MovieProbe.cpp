@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <memory>
+#include <numbers>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -144,6 +145,86 @@ std::optional<MovieContents> decodeMovie(const std::string& path)
         contents.audioLevel = squared > 0 ? std::sqrt(squares / static_cast<double>(squared)) : 0;
     }
     return contents;
+}
+
+std::optional<MovieContents::Colour> MoviePicture::pixelAt(int x, int y) const
+{
+    if (x < 0 || y < 0 || x >= width || y >= height) {
+        return std::nullopt;
+    }
+    const auto* pixel = &rgb[((static_cast<std::size_t>(y) * width) + x) * 3];
+    return MovieContents::Colour { pixel[0], pixel[1], pixel[2] };
+}
+
+std::optional<MoviePicture> decodePictureAt(const std::string& path, double time)
+{
+    AVFormatContext* opened = nullptr;
+    if (avformat_open_input(&opened, path.c_str(), nullptr, nullptr) < 0) {
+        return std::nullopt;
+    }
+    std::unique_ptr<AVFormatContext, InputDeleter> format(opened);
+    if (avformat_find_stream_info(format.get(), nullptr) < 0) {
+        return std::nullopt;
+    }
+    const int videoIndex = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (videoIndex < 0) {
+        return std::nullopt;
+    }
+    const AVStream* video = format->streams[videoIndex];
+    auto decoder = openDecoder(video);
+    if (!decoder) {
+        return std::nullopt;
+    }
+    platform::host::PacketHandle packet(av_packet_alloc());
+    platform::host::FrameHandle frame(av_frame_alloc());
+    std::optional<MoviePicture> shown;
+    // Keeps every frame that starts at or before `time`, the last one winning.
+    const auto take = [&](const AVPacket* sent) {
+        if (avcodec_send_packet(decoder.get(), sent) < 0) {
+            return false;
+        }
+        while (avcodec_receive_frame(decoder.get(), frame.get()) == 0) {
+            const double at = static_cast<double>(frame->best_effort_timestamp) * av_q2d(video->time_base);
+            if (at <= time + 1e-6) {
+                MoviePicture picture { frame->width, frame->height, {} };
+                picture.rgb.resize(static_cast<std::size_t>(frame->width) * frame->height * 3);
+                const platform::host::ScalerHandle scaler(
+                    sws_getContext(frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), frame->width,
+                        frame->height, AV_PIX_FMT_RGB24, SWS_POINT, nullptr, nullptr, nullptr));
+                std::array<std::uint8_t*, 1> planes { picture.rgb.data() };
+                std::array<int, 1> strides { frame->width * 3 };
+                sws_scale(scaler.get(), frame->data, frame->linesize, 0, frame->height, planes.data(), strides.data());
+                shown = std::move(picture);
+            }
+            av_frame_unref(frame.get());
+        }
+        return true;
+    };
+    while (av_read_frame(format.get(), packet.get()) >= 0) {
+        const bool ok = packet->stream_index != videoIndex || take(packet.get());
+        av_packet_unref(packet.get());
+        if (!ok) {
+            return std::nullopt;
+        }
+    }
+    take(nullptr);
+    return shown;
+}
+
+ToneComponent toneComponent(
+    const std::vector<float>& samples, std::size_t first, std::size_t count, double frequency, int sampleRate)
+{
+    double real = 0;
+    double imaginary = 0;
+    const std::size_t end = std::min(samples.size(), first + count);
+    for (std::size_t index = first; index < end; ++index) {
+        const double angle
+            = 2 * std::numbers::pi * frequency * static_cast<double>(index - first) / static_cast<double>(sampleRate);
+        real += samples[index] * std::cos(angle);
+        imaginary -= samples[index] * std::sin(angle);
+    }
+    const auto taken = static_cast<double>(end > first ? end - first : 1);
+    return { 2 * std::hypot(real, imaginary) / taken, std::atan2(imaginary, real) };
 }
 
 bool closeColours(const MovieContents::Colour& colour, const MovieContents::Colour& expected, int tolerance)

@@ -4,8 +4,11 @@
 #include "broadcast/LMBroadcastController.h"
 #include "broadcast/LMBroadcastExtension.h"
 #include "platform/extensions/Extension.h"
+#include "platform/host/device/ChildProcess.h"
 #include "platform/host/lab/BroadcastSession.h"
+#include "platform/host/services/ExtensionHostSpares.h"
 #include "platform/host/services/SimulatedBroadcastPicker.h"
+#include "platform/host/system/TemporaryFolder.h"
 #include "platform/ui/ViewController.h"
 #include "recording/LMDaemonProxy.h"
 #include "recording/LumoraErrors.h"
@@ -17,6 +20,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 
 #include <unistd.h>
 
@@ -25,9 +29,12 @@ namespace {
 
 using platform::ErrorRef;
 using platform::host::BroadcastSession;
+using platform::host::ChildProcess;
 using platform::host::ExtensionHostProcess;
+using platform::host::ExtensionHostSpares;
 using platform::host::SimulatedBroadcastPicker;
 using platform::host::SimulatedRecordingService;
+using platform::host::TemporaryFolder;
 
 constexpr const char* kSetupExtension = "com.example.faulty.setup";
 constexpr const char* kUploadExtension = "com.example.faulty.upload";
@@ -162,12 +169,19 @@ TEST_F(OutOfProcessUploadTest, AMovieClipExtensionReadsEachClipThroughTheFileItI
     ASSERT_TRUE(heardRequests(1));
     const auto sizes = numbers("clipBytes");
     ASSERT_EQ(sizes.size(), 1U);
-    EXPECT_GT(sizes[0], 0);
+    // The clip's own size (a movie of several kilobytes), not that of a link to it.
+    EXPECT_GT(sizes[0], 1024);
     CallbackRecorder<ErrorRef> finished;
     controller->finishBroadcastWithHandler(finished.callback());
     ASSERT_TRUE(finished.wait());
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
     EXPECT_FALSE(session->stoppedBySystem());
+
+    // Killed, the extension's process cleans up nothing: the device removes
+    // the folder its handed-over files were shown in.
+    process->stop();
+    const auto folders = TemporaryFolder::named("lumora-extension-files");
+    EXPECT_TRUE(std::filesystem::is_empty(folders)) << folders;
 }
 
 struct Fault {
@@ -177,6 +191,10 @@ struct Fault {
     bool crossesCeiling = false;
     bool processEnds = true;
     const char* logged;
+    /// The watchdog's deadline: short for the one that hangs, long enough
+    /// for the others to fail on their own on a loaded machine (a sanitizer
+    /// build takes a while to fill a ceiling).
+    std::chrono::milliseconds deadline { 10000 };
 };
 
 void PrintTo(const Fault& fault, std::ostream* out)
@@ -193,7 +211,7 @@ TEST_P(OutOfProcessFaultTest, AFailingExtensionStopsTheBroadcastAsAFailedRecordi
 {
     const auto& fault = GetParam();
     const LogCapture log;
-    const auto process = goLive(fault.bundle, std::chrono::milliseconds(400));
+    const auto process = goLive(fault.bundle, fault.deadline);
     ASSERT_NE(process, nullptr);
     letPayloadIntervalPass();
     ASSERT_TRUE(heardRequests(2));
@@ -227,15 +245,24 @@ TEST_P(OutOfProcessFaultTest, AFailingExtensionStopsTheBroadcastAsAFailedRecordi
 INSTANTIATE_TEST_SUITE_P(Faults, OutOfProcessFaultTest,
     ::testing::Values(Fault { "Crashing", SIGABRT, false, true, "its process ended during a request" },
         Fault { "Throwing", std::nullopt, false, false, "its code failed a request" },
-        Fault { "Hanging", SIGKILL, false, true, "did not answer a request within 400 ms" },
+        Fault {
+            "Hanging", SIGKILL, false, true, "did not answer a request within 400 ms", std::chrono::milliseconds(400) },
         Fault { "Leaking", SIGKILL, true, true, "crossed its memory ceiling" },
         Fault { "Malformed", SIGKILL, false, true, "answered a request with malformed items" }),
     [](const ::testing::TestParamInfo<Fault>& given) { return std::string(given.param.bundle); });
 
+// The process comes from the spare the device started ahead, and runs under
+// the extension's own ceiling, not the spare's.
 TEST_F(OutOfProcessUploadTest, AnExtensionProcessKilledMidBroadcastStopsTheBroadcast)
 {
-    const auto process = goLive("Steady");
-    ASSERT_NE(process, nullptr);
+    constexpr std::size_t kCeiling = std::size_t { 40 } << 20U;
+    const auto installed = service().installUploadExtensionOutOfProcess(
+        kUploadExtension, SimulatedRecordingService::UploadKind::SampleBuffer, bundle("Steady"));
+    installed->setMemoryCeiling(kCeiling);
+    ASSERT_TRUE(ExtensionHostSpares::shared().waitUntilReady(installed->program(), std::chrono::seconds(10)));
+    session = BroadcastSession::make();
+    ASSERT_EQ(session->goLive(kSetupExtension), nullptr);
+    const auto& process = installed;
     letPayloadIntervalPass();
     ASSERT_TRUE(heardRequests(2));
     ASSERT_TRUE(service().waitForUploadRequests(std::chrono::seconds(10)));
@@ -248,6 +275,7 @@ TEST_F(OutOfProcessUploadTest, AnExtensionProcessKilledMidBroadcastStopsTheBroad
     const auto exit = process->lastExit();
     ASSERT_TRUE(exit.has_value());
     EXPECT_EQ(exit->signal, SIGKILL);
+    EXPECT_EQ(exit->memoryCeiling, kCeiling + ChildProcess::sanitizerAllowance());
     EXPECT_EQ(process->launches(), 1U);
     EXPECT_THAT(requests(), ::testing::ElementsAre(1, 2));
 }

@@ -1,5 +1,6 @@
 #include "platform/host/services/RecordingServiceProcess.h"
 #include "platform/graphics/Color.h"
+#include "platform/host/media/DeviceAudio.h"
 #include "platform/host/media/FrameRing.h"
 #include "platform/ui/View.h"
 #include "recording/LMDaemonProxy.h"
@@ -34,17 +35,13 @@ MovieContents::Colour colourAt(const MovieContents& movie, double time)
     return frame == movie.frames.rend() ? MovieContents::Colour { -100, -100, -100 } : frame->centre;
 }
 
-// The root mean square of the first channel's sound from `from` to `to` seconds.
-double levelBetween(const MovieContents& movie, double from, double to)
+// The amplitude of the microphone's tone in the tenth of a second from `time` on.
+double microphoneAt(const MovieContents& movie, double time)
 {
-    const auto rate = static_cast<double>(movie.audioSampleRate);
-    const auto begin = std::min(movie.audioSamples.size(), static_cast<std::size_t>(std::max(0.0, from * rate)));
-    const auto end = std::min(movie.audioSamples.size(), static_cast<std::size_t>(std::max(0.0, to * rate)));
-    double squares = 0;
-    for (auto i = begin; i < end; ++i) {
-        squares += static_cast<double>(movie.audioSamples[i]) * movie.audioSamples[i];
-    }
-    return end > begin ? std::sqrt(squares / static_cast<double>(end - begin)) : -1;
+    const auto rate = movie.audioSampleRate;
+    return toneComponent(movie.audioSamples, static_cast<std::size_t>(time * rate), static_cast<std::size_t>(rate / 10),
+        platform::host::DeviceAudio::MicrophoneFrequency, rate)
+        .amplitude;
 }
 
 // The movies in the service's folder, by host path.
@@ -206,11 +203,15 @@ TEST_F(ServiceProcessTest, RecordsTheScreenThroughTheServiceProcessIntoAMovieWit
     EXPECT_TRUE(closeColours(movie->frames.front().centre, kRed));
     EXPECT_TRUE(closeColours(colourAt(*movie, 1.5), kBlue));
     EXPECT_TRUE(closeColours(movie->frames.back().centre, kGreen));
-    // The microphone's tone, and silence once it was muted.
+    // The application's tune throughout, with the microphone's tone until it was muted.
     ASSERT_TRUE(movie->hasAudio);
     EXPECT_NEAR(movie->audioDuration, 3, 0.05);
-    EXPECT_GT(levelBetween(*movie, 0.1, 2.4), 0.1);
-    EXPECT_LT(levelBetween(*movie, 2.55, 2.95), 0.01);
+    for (const double time : { 0.2, 1.2, 2.2 }) {
+        EXPECT_NEAR(microphoneAt(*movie, time), platform::host::DeviceAudio::MicrophoneLevel, 0.05) << time;
+    }
+    for (const double time : { 2.6, 2.85 }) {
+        EXPECT_LT(microphoneAt(*movie, time), 0.02) << time;
+    }
     EXPECT_EQ(process().launches(), 1U);
 }
 

@@ -8,10 +8,12 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <mutex>
 #include <poll.h>
 #include <sstream>
 #include <sys/resource.h>
@@ -139,15 +141,35 @@ GroupHome findGroupHome()
     return {};
 }
 
+// Never destroyed: a thread starting a process may still read it while the process exits.
 const GroupHome& groupHome()
 {
-    static const GroupHome home = findGroupHome();
-    return home;
+    static const auto* const home = new GroupHome(findGroupHome()); // NOLINT(cppcoreguidelines-owning-memory)
+    return *home;
+}
+
+/// Removes the empty groups that processes which no longer run left behind
+/// (one killed before it could remove the groups of its children).
+void removeStaleGroups(const std::string& home)
+{
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(home, error)) {
+        const auto name = entry.path().filename().string();
+        if (!name.starts_with("lumora-")) {
+            continue;
+        }
+        const auto owner = std::strtol(name.c_str() + std::string_view("lumora-").size(), nullptr, 10);
+        if (owner > 0 && owner != ::getpid() && ::kill(static_cast<pid_t>(owner), 0) != 0 && errno == ESRCH) {
+            ::rmdir(entry.path().c_str());
+        }
+    }
 }
 
 /// Makes a group for one process with `ceiling` bytes; its folder, or empty.
 std::string makeGroup(ChildProcess::Ceiling kind, const std::string& home, std::size_t ceiling)
 {
+    static std::once_flag swept;
+    std::call_once(swept, [&home] { removeStaleGroups(home); });
     static std::atomic<std::uint64_t> counter { 0 };
     auto folder = fmt::format("{}/lumora-{}-{}", home, ::getpid(), counter.fetch_add(1));
     if (::mkdir(folder.c_str(), 0755) != 0) {
@@ -182,6 +204,11 @@ void removeGroup(const std::string& folder)
 }
 
 } // namespace
+
+std::size_t ChildProcess::sanitizerAllowance()
+{
+    return kSanitizerAllowance;
+}
 
 std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::string* failure)
 {
@@ -360,6 +387,48 @@ void ChildProcess::signal(int signal) const
     if (!exit_ && pid_ > 0) {
         ::kill(pid_, signal);
     }
+}
+
+bool ChildProcess::setMemoryCeiling(std::size_t bytes)
+{
+    if (exit_ || pid_ <= 0) {
+        return false;
+    }
+    const auto ceiling = bytes + kSanitizerAllowance;
+    const auto text = std::to_string(ceiling);
+    bool moved = false;
+    switch (ceiling_) {
+    case Ceiling::None:
+        return false;
+    case Ceiling::ControlGroupV2:
+        moved = writeFile(group_ + "/memory.max", text);
+        break;
+    case Ceiling::ControlGroupV1: {
+        // The limit with swap may never be below the one without: the order
+        // of the two writes depends on the direction of the move.
+        const auto memory = group_ + "/memory.limit_in_bytes";
+        const auto withSwap = group_ + "/memory.memsw.limit_in_bytes";
+        if (ceiling >= memoryCeiling_) {
+            writeFile(withSwap, text);
+            moved = writeFile(memory, text);
+        } else {
+            moved = writeFile(memory, text);
+            writeFile(withSwap, text);
+        }
+        break;
+    }
+    case Ceiling::ResourceLimit: {
+        const struct rlimit limit {
+            ceiling, ceiling
+        };
+        moved = ::prlimit(pid_, RLIMIT_DATA, &limit, nullptr) == 0;
+        break;
+    }
+    }
+    if (moved) {
+        memoryCeiling_ = ceiling;
+    }
+    return moved;
 }
 
 void ChildProcess::finish(int waitStatus, std::size_t maxResident)

@@ -58,6 +58,10 @@ public:
         std::optional<std::size_t> memoryCeiling;
     };
 
+    /// What a sanitizer build grants a process on top of the ceiling asked
+    /// for (the sanitizer's own memory); 0 in other builds.
+    static std::size_t sanitizerAllowance();
+
     /// Starts the process; null (and `failure` says why) when it cannot.
     static std::unique_ptr<ChildProcess> launch(const Launch& launch, std::string* failure = nullptr);
 
@@ -81,6 +85,11 @@ public:
     std::optional<Exit> waitForExit(std::chrono::milliseconds timeout);
     /// Sends `signal` to the process if it still runs.
     void signal(int signal) const;
+    /// Moves the running process's ceiling to `bytes` (plus the sanitizer
+    /// allowance), as `Launch::memoryCeiling` would have set it: a process
+    /// started ahead of need is given the ceiling of the extension it then
+    /// runs. False when the process runs under no ceiling or it cannot be moved.
+    bool setMemoryCeiling(std::size_t bytes);
 
 private:
     ChildProcess() = default;

@@ -5,9 +5,13 @@
 #include "platform/foundation/Value.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace lumora::platform::host {
 
@@ -17,6 +21,12 @@ class SharedPayloadRegion;
 /// a process of its own (`lumora-extension-host`), carried as messages over a
 /// socket connection:
 ///
+/// - `loadBundle:filesFolder:` (call, host to extension): the extension's
+///   bundle folder, for a program started without one (a spare started
+///   ahead of need), and the folder it may place handed-over files in; the
+///   program loads it before it serves anything else;
+/// - `ready` (call, extension to host): a program started without a bundle
+///   is up and waits for one;
 /// - `useSharedMemory:` (call, host to extension): the block of shared memory
 ///   that payload bytes arrive in from then on (`SharedPayloadRegion`);
 /// - `beginRequestWithItems:files:` (request, host to extension): one request
@@ -25,6 +35,27 @@ class SharedPayloadRegion;
 ///   array) when the extension completed the request, or the error it
 ///   cancelled it with;
 /// - `serviceInfo` (request): the extension's bundle identifier and principal class.
+///
+/// An extension that shows a view controller (a broadcast setup extension,
+/// the video editor) runs one request per process, for as long as the request
+/// lasts:
+///
+/// - `beginViewRequest:items:files:interfaces:` (request, host to extension):
+///   the request's identifier, input items and files, and what the host's
+///   side offers ({"hostContextClass": name, "auxiliary": [selectors],
+///   "view": [selectors]}); the reply carries what the extension's side
+///   offers in the same form (without the class), or the error it failed to
+///   start with;
+/// - `relayMessage:connection:selector:arguments:` (call, either way): a
+///   message sent over one of the request's two connections ("auxiliary" or
+///   "view"); an argument {"$reply": number} stands for a completion the
+///   receiver may call once;
+/// - `relayReply:number:values:` (call, either way): the values a receiver
+///   called such a completion with;
+/// - `requestDidEnd:outcome:` (call, extension to host): the extension
+///   completed or cancelled the request (the outcome as `beginRequest`'s reply);
+/// - `viewDidDraw:picture:` (call, extension to host): a PNG picture of what
+///   the extension's view controller drew, which the host's remote view shows.
 ///
 /// Items travel as an array of {"label", "value"} dictionaries. A data value
 /// of `SharedPayloadRegion::MinimumSharedLength` bytes or more that fits in
@@ -36,9 +67,25 @@ class ExtensionProtocol {
 public:
     ExtensionProtocol() = delete;
 
+    static constexpr std::string_view LoadBundleSelector = "loadBundle:filesFolder:";
+    static constexpr std::string_view ReadySelector = "ready";
     static constexpr std::string_view UseSharedMemorySelector = "useSharedMemory:";
     static constexpr std::string_view BeginRequestSelector = "beginRequestWithItems:files:";
     static constexpr std::string_view ServiceInfoSelector = "serviceInfo";
+    static constexpr std::string_view BeginViewRequestSelector = "beginViewRequest:items:files:interfaces:";
+    static constexpr std::string_view RelayMessageSelector = "relayMessage:connection:selector:arguments:";
+    static constexpr std::string_view RelayReplySelector = "relayReply:number:values:";
+    static constexpr std::string_view RequestDidEndSelector = "requestDidEnd:outcome:";
+    static constexpr std::string_view ViewDidDrawSelector = "viewDidDraw:picture:";
+    /// Bytes of one picture.
+    static constexpr std::size_t MaxPictureBytes = std::size_t { 512 } << 10U;
+    /// The names of a request's two connections on the wire.
+    static constexpr std::string_view AuxiliaryConnectionName = "auxiliary";
+    static constexpr std::string_view ViewConnectionName = "view";
+    /// Arguments of one relayed message, selectors one side offers, and a selector's length.
+    static constexpr std::size_t MaxArguments = 16;
+    static constexpr std::size_t MaxSelectors = 64;
+    static constexpr std::size_t MaxSelectorLength = 256;
     /// Items in one request or reply, files in one request, and the nesting of a value.
     static constexpr std::size_t MaxItems = 64;
     static constexpr std::size_t MaxFiles = 8;
@@ -57,6 +104,47 @@ public:
     static Value encodeOutcome(const ExtensionContext::Outcome& outcome);
     /// The outcome a reply carries; nullopt (and `refusal`) when malformed.
     static std::optional<ExtensionContext::Outcome> decodeOutcome(const Value& wire, std::string* refusal);
+
+    /// What one side of a view request offers over the request's two connections.
+    struct Offer {
+        /// The class of the host's context of the request (host to extension only; may be empty).
+        std::string hostContextClass;
+        std::vector<std::string> auxiliary;
+        std::vector<std::string> view;
+    };
+    static Value encodeOffer(const Offer& offer);
+    static std::optional<Offer> decodeOffer(const Value& wire, std::string* refusal);
+
+    /// A message relayed over one of a request's connections. Its arguments
+    /// are values; a completion stays {"$reply": number} (`replyNumber`).
+    struct RelayedMessage {
+        std::string requestIdentifier;
+        std::string connection;
+        std::string selector;
+        std::vector<Value> arguments;
+    };
+    /// A message's arguments with every object other than an error made null
+    /// (what cannot cross), and `replyNumbers` (in order) standing for its
+    /// completions; empty when `arguments` hold more than `MaxArguments`.
+    static std::vector<Value> encodeArguments(const std::vector<Value>& arguments,
+        const std::function<std::optional<std::uint64_t>(const ObjectRef& completion)>& replyNumber);
+    static std::optional<RelayedMessage> decodeRelayedMessage(
+        const std::vector<Value>& arguments, std::string* refusal);
+    /// The number a relayed argument stands for when it is a completion.
+    static std::optional<std::uint64_t> replyNumber(const Value& argument);
+
+    struct RelayedReply {
+        std::string requestIdentifier;
+        std::uint64_t number = 0;
+        std::vector<Value> values;
+    };
+    static std::optional<RelayedReply> decodeRelayedReply(const std::vector<Value>& arguments, std::string* refusal);
+    /// The request identifier and outcome of `requestDidEnd:outcome:`.
+    static std::optional<std::pair<std::string, ExtensionContext::Outcome>> decodeRequestDidEnd(
+        const std::vector<Value>& arguments, std::string* refusal);
+    /// The request identifier and PNG bytes of `viewDidDraw:picture:`.
+    static std::optional<std::pair<std::string, Data>> decodePicture(
+        const std::vector<Value>& arguments, std::string* refusal);
 };
 
 } // namespace lumora::platform::host

@@ -8,6 +8,19 @@ namespace lumora::platform::host {
 
 void BroadcastService::install() const
 {
+    installSetup();
+    SimulatedDevice::shared().recordingService().installUploadExtension(uploadExtension, kind, upload);
+}
+
+std::shared_ptr<ExtensionHostProcess> BroadcastService::installOutOfProcess(const std::string& uploadBundle) const
+{
+    installSetup();
+    return SimulatedDevice::shared().recordingService().installUploadExtensionOutOfProcess(
+        uploadExtension, kind, uploadBundle);
+}
+
+void BroadcastService::installSetup() const
+{
     auto& device = SimulatedDevice::shared();
     auto attributes = std::make_shared<Dictionary>();
     (*attributes)[std::string(Extension::PointIdentifierAttribute)]
@@ -17,7 +30,6 @@ void BroadcastService::install() const
     if (setupBundle) {
         device.extensions().setExtensionBundle(setupExtension, *setupBundle);
     }
-    device.recordingService().installUploadExtension(uploadExtension, kind, upload);
 }
 
 } // namespace lumora::platform::host

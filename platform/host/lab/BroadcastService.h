@@ -3,6 +3,7 @@
 #include "platform/host/services/SimulatedExtensions.h"
 #include "platform/host/services/SimulatedRecordingService.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -27,6 +28,14 @@ struct BroadcastService {
     /// Installs both extensions on the simulated device, so that the picker
     /// lists the service and the recording service runs its upload extension.
     void install() const;
+    /// Installs both extensions as `install` does, but runs the upload
+    /// extension in a process of its own from its bundle folder
+    /// `uploadBundle` (lumora_add_extension) instead of from `upload`, and
+    /// returns that process.
+    std::shared_ptr<ExtensionHostProcess> installOutOfProcess(const std::string& uploadBundle) const;
+
+private:
+    void installSetup() const;
 };
 
 } // namespace lumora::platform::host

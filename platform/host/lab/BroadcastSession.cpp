@@ -105,11 +105,19 @@ ErrorRef BroadcastSession::presentPickerAndChoose(const std::string& setupExtens
 
 void BroadcastSession::run(double seconds)
 {
+    run(seconds, nullptr);
+}
+
+void BroadcastSession::run(double seconds, const std::function<void(double passed)>& step)
+{
     auto& device = SimulatedDevice::shared();
     const auto steps = std::lround(seconds / SimulatedRecordingService::PayloadInterval);
-    for (long step = 0; step < steps; ++step) {
+    for (long index = 0; index < steps; ++index) {
         device.advanceClock(SimulatedRecordingService::PayloadInterval);
         MainQueue::drain();
+        if (step) {
+            step(static_cast<double>(index + 1) * SimulatedRecordingService::PayloadInterval);
+        }
     }
     waitForDeliveries();
 }

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -63,6 +64,9 @@ public:
     /// Lets `seconds` of device time pass, a payload interval at a time,
     /// running the MainQueue at each step.
     void run(double seconds);
+    /// As `run`, calling `step` after each interval with the device seconds
+    /// passed so far in this run (for what the application draws meanwhile).
+    void run(double seconds, const std::function<void(double passed)>& step);
     /// Pauses and resumes the broadcast.
     void pause();
     void resume();
@@ -73,6 +77,8 @@ public:
     /// (`SimulatedDevice::drain`). False when that took longer than `timeout`.
     bool waitForDeliveries(std::chrono::milliseconds timeout = Timeout);
 
+    /// The application's root view controller, whose view fills the key window.
+    [[nodiscard]] std::shared_ptr<ViewController> rootViewController() const { return root_; }
     /// The controller the picker handed over, once live.
     [[nodiscard]] std::shared_ptr<LMBroadcastController> controller() const;
     /// Every piece of service information the controller's delegate heard, in order.

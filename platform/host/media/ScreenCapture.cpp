@@ -6,6 +6,7 @@
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedDisplay.h"
 #include "platform/host/graphics/Bitmap.h"
+#include "platform/host/media/DeviceAudio.h"
 #include "platform/host/media/MovieWriter.h"
 
 #include <algorithm>
@@ -13,7 +14,6 @@
 #include <cmath>
 #include <condition_variable>
 #include <mutex>
-#include <numbers>
 #include <vector>
 
 namespace lumora::platform::host {
@@ -24,27 +24,9 @@ namespace {
 constexpr int kMostWaiting = 4;
 // How long closing a movie waits for its encoding.
 constexpr auto kEncodingTimeout = std::chrono::seconds(60);
-constexpr double kToneAmplitude = 0.25;
 // Frame slots are whole nanoseconds on the clock; this keeps a timer that
 // fires at a slot from rounding down to the slot before.
 constexpr double kSlotTolerance = 1e-6;
-
-// The microphone's samples from capture sample `first` on: the tone, or
-// silence while the microphone is muted.
-std::vector<std::int16_t> microphoneSamples(std::int64_t first, std::int64_t end, bool muted)
-{
-    std::vector<std::int16_t> samples(static_cast<std::size_t>(std::max<std::int64_t>(0, end - first)));
-    if (muted) {
-        return samples;
-    }
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double phase = 2 * std::numbers::pi * ScreenCapture::ToneFrequency
-            * static_cast<double>(first + static_cast<std::int64_t>(i));
-        samples[i]
-            = static_cast<std::int16_t>(kToneAmplitude * 32767 * std::sin(phase / ScreenCapture::AudioSampleRate));
-    }
-    return samples;
-}
 
 // The queue every capture encodes on. Made once and never destroyed: the
 // platform's threads are gone before static objects are.
@@ -88,13 +70,18 @@ struct ScreenCapture::Encoder {
     }
 };
 
-std::shared_ptr<ScreenCapture> ScreenCapture::make(bool microphone, int framesPerSecond)
+std::shared_ptr<ScreenCapture> ScreenCapture::make(
+    bool microphone, std::shared_ptr<const DeviceAudio> audio, int framesPerSecond)
 {
-    return std::shared_ptr<ScreenCapture>(new ScreenCapture(microphone, std::clamp(framesPerSecond, 1, 240)));
+    return std::shared_ptr<ScreenCapture>(new ScreenCapture(microphone,
+        audio ? std::move(audio) : std::make_shared<const DeviceAudio>(), std::clamp(framesPerSecond, 1, 240)));
 }
 
-ScreenCapture::ScreenCapture(bool microphone, int framesPerSecond)
-    : microphone_(microphone), framesPerSecond_(framesPerSecond), encoder_(std::make_shared<Encoder>(framesPerSecond))
+ScreenCapture::ScreenCapture(bool microphone, std::shared_ptr<const DeviceAudio> audio, int framesPerSecond)
+    : microphone_(microphone),
+      audio_(std::move(audio)),
+      framesPerSecond_(framesPerSecond),
+      encoder_(std::make_shared<Encoder>(framesPerSecond))
 { }
 
 ScreenCapture::~ScreenCapture()
@@ -175,13 +162,6 @@ void ScreenCapture::setFrameSink(FrameSink sink)
     sink_ = std::move(sink);
 }
 
-void ScreenCapture::setMicrophoneMuted(bool muted)
-{
-    // The sound up to now keeps the state it was captured in.
-    takeDueFrames();
-    microphoneMuted_ = muted;
-}
-
 std::shared_ptr<ScreenCapture::Movie> ScreenCapture::openMovie(const std::string& path)
 {
     takeDueFrames();
@@ -195,7 +175,7 @@ std::shared_ptr<ScreenCapture::Movie> ScreenCapture::openMovie(const std::string
         { .width = screen.width(),
             .height = screen.height(),
             .framesPerSecond = framesPerSecond_,
-            .audioChannels = microphone_ ? 1 : 0,
+            .audioChannels = 1,
             .audioSampleRate = AudioSampleRate });
     if (!writer) {
         return nullptr;
@@ -261,10 +241,11 @@ void ScreenCapture::takeDueFrames()
     Frame frame { picture, nextFrame_, last, {}, nextSample_ };
     nextFrame_ = last + 1;
     lastPicture_ = picture;
-    if (microphone_) {
-        const std::int64_t end = std::llround(now * AudioSampleRate);
-        frame.samples = microphoneSamples(nextSample_, end, microphoneMuted_);
-        nextSample_ = std::max(nextSample_, end);
+    if (const std::int64_t end = std::llround(now * AudioSampleRate); end > nextSample_) {
+        // The device's sound at the device times these samples were played.
+        frame.samples.resize(static_cast<std::size_t>(end - nextSample_));
+        audio_->mix(DeviceAudio::sampleAt(startUptime_ + pausedTotal_) + nextSample_, frame.samples, microphone_);
+        nextSample_ = end;
     }
     if (sink_) {
         sink_(frame);

@@ -13,12 +13,14 @@
 namespace lumora::platform::host {
 
 class Bitmap;
+class DeviceAudio;
 
 /// Captures what the simulated device's main screen shows, composited as the
 /// display draws it (`SimulatedDisplay::drawScreen`), at a fixed frame rate
-/// on the device clock, with a microphone tone when asked for, and writes it
-/// into movies (`MovieWriter`, through `CapturedMovies`) or hands it to a
-/// sink (`setFrameSink`: the recording service's process encodes it there).
+/// on the device clock, with the device's sound (`DeviceAudio`: what the
+/// application plays, and what the microphone hears when asked for), and
+/// writes it into movies (`MovieWriter`, through `CapturedMovies`) or hands it
+/// to a sink (`setFrameSink`: the recording service's process encodes it there).
 ///
 /// The capture's time starts at 0 when it starts and stands still while it
 /// is paused, so a movie has no gap for a pause. Frames are taken by timers
@@ -41,16 +43,14 @@ public:
     /// The frame rate a capture has unless it is made with another.
     static constexpr int FramesPerSecond = 30;
     static constexpr int AudioSampleRate = 44100;
-    /// The microphone's tone.
-    static constexpr double ToneFrequency = 440;
 
     /// One movie being written from the capture.
     using Movie = CapturedMovies::Movie;
     /// Called on the MainQueue with each picture the capture takes and its time.
     using FrameObserver = std::function<void(const Bitmap& picture, double time)>;
     /// One picture taken: it fills frame slots `first` to `last` (slot n is
-    /// shown from n / framesPerSecond capture seconds on), and the microphone
-    /// samples captured with it begin at capture sample `firstSample`.
+    /// shown from n / framesPerSecond capture seconds on), and the sound
+    /// captured with it begins at capture sample `firstSample`.
     struct Frame {
         std::shared_ptr<const Bitmap> picture;
         std::int64_t first = 0;
@@ -61,9 +61,12 @@ public:
     /// Called on the MainQueue with each picture taken, in order.
     using FrameSink = std::function<void(const Frame& frame)>;
 
-    /// A capture that has not started; `microphone` adds the microphone's
-    /// audio (a tone) to its movies.
-    static std::shared_ptr<ScreenCapture> make(bool microphone, int framesPerSecond = FramesPerSecond);
+    /// A capture that has not started, at `framesPerSecond`. Its movies'
+    /// sound is `audio` (a device audio of its own when null) at the device
+    /// times captured: the application's, with the microphone's mixed in when
+    /// `microphone`.
+    static std::shared_ptr<ScreenCapture> make(
+        bool microphone, std::shared_ptr<const DeviceAudio> audio = nullptr, int framesPerSecond = FramesPerSecond);
     ~ScreenCapture();
 
     /// Starts taking frames: the first one now, at time 0.
@@ -91,23 +94,18 @@ public:
     void setFrameSink(FrameSink sink);
 
     [[nodiscard]] int framesPerSecond() const { return framesPerSecond_; }
-    [[nodiscard]] bool hasMicrophone() const { return microphone_; }
-    /// Mutes the microphone (its samples become silence) from the capture's
-    /// present time on, or restores it.
-    void setMicrophoneMuted(bool muted);
-    [[nodiscard]] bool isMicrophoneMuted() const { return microphoneMuted_; }
 
 private:
     struct Encoder;
 
-    ScreenCapture(bool microphone, int framesPerSecond);
+    ScreenCapture(bool microphone, std::shared_ptr<const DeviceAudio> audio, int framesPerSecond);
     void schedule();
     void takeDueFrames();
     [[nodiscard]] double uptime() const;
 
     bool microphone_;
+    std::shared_ptr<const DeviceAudio> audio_;
     int framesPerSecond_;
-    bool microphoneMuted_ = false;
     std::shared_ptr<Encoder> encoder_;
     std::size_t moviesOpen_ = 0;
     std::shared_ptr<void> timer_;

@@ -3,11 +3,17 @@
 #include "platform/extensions/Extension.h"
 #include "platform/formats/PropertyList.h"
 #include "platform/foundation/Error.h"
+#include "platform/foundation/Interface.h"
 #include "platform/foundation/Log.h"
+#include "platform/foundation/Runtime.h"
 #include "platform/host/device/SimulatedDevice.h"
+#include "platform/host/device/SimulatedDisplay.h"
+#include "platform/host/extensions/ExtensionBoundary.h"
 #include "platform/host/extensions/ExtensionProtocol.h"
 #include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/transport/FileHandle.h"
+#include "platform/ui/Screen.h"
+#include "platform/ui/View.h"
 
 #include <fmt/format.h>
 
@@ -19,6 +25,8 @@
 #include <system_error>
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace lumora::platform::host {
 
@@ -60,11 +68,13 @@ std::optional<ExtensionHostProgram::Options> ExtensionHostProgram::parse(const s
             options.socket = static_cast<int>(number);
         } else if (name == "--bundle") {
             options.bundle = value;
+        } else if (name == "--files-folder") {
+            options.filesFolder = value;
         } else {
             return std::nullopt;
         }
     }
-    if (options.socket < 0 || options.bundle.empty()) {
+    if (options.socket < 0) {
         return std::nullopt;
     }
     return options;
@@ -103,23 +113,71 @@ bool ExtensionHostProgram::load()
         return false;
     }
     using EntryPoint = const ExtensionPrincipalFactory* (*)();
+    using ViewEntryPoint = const ExtensionViewControllerFactory* (*)();
     auto* symbol = ::dlsym(library_, LumoraExtensionEntryPointName);
     const auto entry = reinterpret_cast<EntryPoint>(symbol); // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
     factory_ = entry != nullptr ? entry() : nullptr;
-    if (factory_ == nullptr || !*factory_) {
-        Log::error("Extension host: %s has no entry point %s", libraryPath, LumoraExtensionEntryPointName);
+    auto* viewSymbol = ::dlsym(library_, LumoraExtensionViewControllerEntryPointName);
+    const auto viewEntry
+        = reinterpret_cast<ViewEntryPoint>(viewSymbol); // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+    viewFactory_ = viewEntry != nullptr ? viewEntry() : nullptr;
+    const bool hasPrincipal = factory_ != nullptr && *factory_;
+    const bool views = viewFactory_ != nullptr && *viewFactory_;
+    if (!hasPrincipal && !views) {
+        Log::error("Extension host: %s has no entry point %s or %s", libraryPath, LumoraExtensionEntryPointName,
+            LumoraExtensionViewControllerEntryPointName);
         return false;
+    }
+    if (!hasPrincipal) {
+        factory_ = nullptr;
+    }
+    if (!views) {
+        viewFactory_ = nullptr;
     }
     return true;
 }
 
 int ExtensionHostProgram::run()
 {
-    if (!load()) {
+    const bool spare = options_.bundle.empty();
+    if (!spare && !load()) {
         return 1;
     }
-    link_.serve(options_.socket, "Extension host", [this](const Message& message) { handle(message); });
-    return 0;
+    bool failed = false;
+    link_.serve(
+        options_.socket, "Extension host",
+        [this, &failed](const Message& message) {
+            if (factory_ == nullptr && viewFactory_ == nullptr) {
+                failed = failed || !loadGivenBundle(message);
+                return;
+            }
+            handle(message);
+        },
+        [this, spare] {
+            if (spare) {
+                link_.connection()->send({ Message::Kind::Call, 0, std::string(ExtensionProtocol::ReadySelector), {} });
+            }
+        });
+    return failed ? 1 : 0;
+}
+
+bool ExtensionHostProgram::loadGivenBundle(const Message& message)
+{
+    const auto connection = link_.connection();
+    if (message.kind != Message::Kind::Call || message.selector != ExtensionProtocol::LoadBundleSelector
+        || message.arguments.size() != 2 || !message.arguments[0].isString() || !message.arguments[1].isString()
+        || message.arguments[0].string()->empty()) {
+        Log::error("Extension host: refusing %s before a bundle was given", message.selector);
+        connection->close("no bundle was given");
+        return false;
+    }
+    options_.bundle = *message.arguments[0].string();
+    options_.filesFolder = *message.arguments[1].string();
+    if (!load()) {
+        connection->close("the bundle could not be loaded");
+        return false;
+    }
+    return true;
 }
 
 void ExtensionHostProgram::handle(const Message& message)
@@ -140,11 +198,23 @@ void ExtensionHostProgram::handle(const Message& message)
         region_ = std::move(region);
         return;
     }
+    if (message.kind == Message::Kind::Call
+        && (message.selector == ExtensionProtocol::RelayMessageSelector
+            || message.selector == ExtensionProtocol::RelayReplySelector)) {
+        if (!viewRequest_) {
+            Log::error("Extension host: ignoring %s: no request is going on", message.selector);
+            return;
+        }
+        (void)viewRequest_->relay->receive(message);
+        return;
+    }
     if (message.kind != Message::Kind::Request) {
         Log::error("Extension host: ignoring the call %s", message.selector);
         return;
     }
-    if (message.selector == ExtensionProtocol::BeginRequestSelector) {
+    if (message.selector == ExtensionProtocol::BeginViewRequestSelector) {
+        beginViewRequest(message);
+    } else if (message.selector == ExtensionProtocol::BeginRequestSelector) {
         beginRequest(message);
     } else if (message.selector == ExtensionProtocol::ServiceInfoSelector && message.arguments.empty()) {
         reply(message,
@@ -167,23 +237,14 @@ void ExtensionHostProgram::beginRequest(const Message& message)
         refuse(message, refusal);
         return;
     }
-    const auto files = message.arguments[1].array();
-    if (files->size() > ExtensionProtocol::MaxFiles) {
-        refuse(message, "too many files");
+    std::vector<std::shared_ptr<FileHandle>> held;
+    if (!takeFiles(message.arguments[1], &held, &refusal)) {
+        refuse(message, refusal);
         return;
     }
-    std::vector<std::shared_ptr<FileHandle>> held;
-    for (const auto& entry : *files) {
-        const auto file = entry.dictionary();
-        const auto path = file ? file->stringForKey(kPathKey) : std::nullopt;
-        const auto found = file ? file->find(kFileKey) : Dictionary::const_iterator();
-        const auto handle = file && found != file->end() ? found->second.objectAs<FileHandle>() : nullptr;
-        if (!path || !handle || handle->kind() != FileHandle::Kind::File || !path->starts_with('/')
-            || !placeFile(*path, handle->descriptor())) {
-            refuse(message, "a file that cannot be handed over");
-            return;
-        }
-        held.push_back(handle);
+    if (factory_ == nullptr) {
+        refuse(message, "the extension has no principal class");
+        return;
     }
     const auto handler = (*factory_)();
     if (!handler) {
@@ -200,6 +261,151 @@ void ExtensionHostProgram::beginRequest(const Message& message)
     reply(message, ExtensionProtocol::encodeOutcome(*outcome));
 }
 
+bool ExtensionHostProgram::takeFiles(
+    const Value& wire, std::vector<std::shared_ptr<FileHandle>>* held, std::string* refusal)
+{
+    const auto files = wire.array();
+    if (!files || files->size() > ExtensionProtocol::MaxFiles) {
+        *refusal = "too many files";
+        return false;
+    }
+    for (const auto& entry : *files) {
+        const auto file = entry.dictionary();
+        const auto path = file ? file->stringForKey(kPathKey) : std::nullopt;
+        const auto found = file ? file->find(kFileKey) : Dictionary::const_iterator();
+        const auto handle = file && found != file->end() ? found->second.objectAs<FileHandle>() : nullptr;
+        if (!path || !handle || handle->kind() != FileHandle::Kind::File || !path->starts_with('/')
+            || !placeFile(*path, handle->descriptor())) {
+            *refusal = "a file that cannot be handed over";
+            return false;
+        }
+        held->push_back(handle);
+    }
+    return true;
+}
+
+void ExtensionHostProgram::beginViewRequest(const Message& message)
+{
+    if (viewFactory_ == nullptr) {
+        refuse(message, "the extension shows no view controller");
+        return;
+    }
+    if (viewRequest_) {
+        refuse(message, "a request is going on already");
+        return;
+    }
+    std::string refusal = "the wrong arguments";
+    const auto* identifier = message.arguments.size() == 4 ? message.arguments[0].string() : nullptr;
+    auto items = identifier != nullptr && !identifier->empty()
+        ? ExtensionProtocol::decodeItems(message.arguments[1], nullptr, &refusal)
+        : std::nullopt;
+    auto offer = items ? ExtensionProtocol::decodeOffer(message.arguments[3], &refusal) : std::nullopt;
+    ViewRequest request;
+    if (!offer || !takeFiles(message.arguments[2], &request.files, &refusal)) {
+        refuse(message, refusal);
+        return;
+    }
+    // The extension's code sees its own bundle as the main one.
+    SimulatedDevice::shared().setMainBundle(options_.bundle);
+
+    request.identifier = *identifier;
+    auto [extensionAuxiliary, relayAuxiliary] = ExtensionConnection::makePair();
+    auto [extensionView, relayView] = ExtensionConnection::makePair();
+    request.relay = std::make_shared<ExtensionRelay>(request.identifier, "its host", [this](const Message& relayed) {
+        const auto connection = link_.connection();
+        return connection && connection->send(relayed) == transport::SocketConnection::Sent::Queued;
+    });
+    request.relay->attach(ExtensionProtocol::AuxiliaryConnectionName, relayAuxiliary, offer->auxiliary);
+    request.relay->attach(ExtensionProtocol::ViewConnectionName, relayView, offer->view);
+    request.context = std::make_shared<ExtensionContext>(
+        std::move(*items), [this, requestIdentifier = request.identifier](const ExtensionContext::Outcome& outcome) {
+            Message ended;
+            ended.kind = Message::Kind::Call;
+            ended.selector = ExtensionProtocol::RequestDidEndSelector;
+            ended.arguments = { Value(requestIdentifier), ExtensionProtocol::encodeOutcome(outcome) };
+            const auto connection = link_.connection();
+            if (!connection || connection->send(ended) != transport::SocketConnection::Sent::Queued) {
+                Log::error("Extension host: could not tell the host how request %s ended", requestIdentifier);
+            }
+        });
+    request.context->setAuxiliaryConnection(extensionAuxiliary);
+    request.view = extensionView;
+    request.auxiliary = extensionAuxiliary;
+
+    std::shared_ptr<ViewController> viewController;
+    const ExtensionRequestSide side { request.identifier, request.context, extensionView };
+    if (ExtensionBoundary::run("starting its side of a request", [&] { viewController = (*viewFactory_)(side); })) {
+        viewController.reset();
+    }
+    if (!viewController) {
+        request.relay->close();
+        Log::error("Extension host: refusing %s: the extension did not start", message.selector);
+        reply(message,
+            Value(std::const_pointer_cast<Error>(
+                Error::errorWithDomain(std::string(Extension::ErrorDomain), Extension::LaunchFailedErrorCode))));
+        return;
+    }
+    // What the extension exports: its view controller, under the interface
+    // the host's context class vends, and whatever it set on the view's connection.
+    std::shared_ptr<Interface> vended;
+    if (const auto runtimeClass = Runtime::classNamed(offer->hostContextClass)) {
+        if (const auto hostContext = std::dynamic_pointer_cast<ExtensionContext>(runtimeClass->createInstance())) {
+            vended = hostContext->classObject().vendedInterface();
+        }
+    }
+    if (!extensionAuxiliary->exportedInterface()) {
+        extensionAuxiliary->setExportedInterface(vended);
+    }
+    extensionAuxiliary->setExportedObject(viewController);
+    extensionView->setExportedObject(viewController);
+    request.viewController = viewController;
+    ExtensionProtocol::Offer exported;
+    if (const auto interface = extensionAuxiliary->exportedInterface()) {
+        exported.auxiliary = interface->selectors();
+    }
+    if (const auto interface = extensionView->exportedInterface()) {
+        exported.view = interface->selectors();
+    }
+    viewRequest_ = std::move(request);
+    reply(message, ExtensionProtocol::encodeOffer(exported));
+    sendPicture(viewRequest_->identifier, *viewController);
+}
+
+void ExtensionHostProgram::sendPicture(const std::string& requestIdentifier, ViewController& controller)
+{
+    // What the view controller draws at the size of the screen, as a PNG the
+    // host's remote view shows.
+    const auto view = controller.view();
+    const auto screen = Screen::mainScreen();
+    if (!view || !screen) {
+        return;
+    }
+    view->setFrame(screen->bounds());
+    const auto bitmap = SimulatedDevice::shared().display().snapshotView(*view);
+    std::error_code error;
+    const auto path = std::filesystem::temp_directory_path(error)
+        / fmt::format("lumora-extension-picture-{}-{}.png", ::getpid(), requestIdentifier);
+    if (error || bitmap.isEmpty() || !bitmap.writePNG(path.string())) {
+        Log::error("Extension host: could not draw the picture of request %s", requestIdentifier);
+        return;
+    }
+    std::ifstream file(path, std::ios::binary);
+    std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    file.close();
+    std::filesystem::remove(path, error);
+    if (bytes.size() > ExtensionProtocol::MaxPictureBytes) {
+        Log::error("Extension host: the picture of request %s is too large to send", requestIdentifier);
+        return;
+    }
+    Message picture;
+    picture.kind = Message::Kind::Call;
+    picture.selector = ExtensionProtocol::ViewDidDrawSelector;
+    picture.arguments = { Value(requestIdentifier), Value(Data(std::move(bytes))) };
+    if (link_.connection()->send(picture) != transport::SocketConnection::Sent::Queued) {
+        Log::error("Extension host: could not send the picture of request %s", requestIdentifier);
+    }
+}
+
 bool ExtensionHostProgram::placeFile(const std::string& devicePath, int descriptor)
 {
     const std::filesystem::path path(devicePath);
@@ -211,7 +417,9 @@ bool ExtensionHostProgram::placeFile(const std::string& devicePath, int descript
     auto& device = SimulatedDevice::shared();
     if (!mountedFolders_.contains(folder)) {
         std::error_code error;
-        auto pattern = (std::filesystem::temp_directory_path(error) / "lumora-extension-files-XXXXXX").string();
+        const auto parent = options_.filesFolder.empty() ? std::filesystem::temp_directory_path(error)
+                                                         : std::filesystem::path(options_.filesFolder);
+        auto pattern = (parent / "lumora-extension-files-XXXXXX").string();
         if (error || ::mkdtemp(pattern.data()) == nullptr) {
             return false;
         }
@@ -223,7 +431,13 @@ bool ExtensionHostProgram::placeFile(const std::string& devicePath, int descript
     const auto link = std::filesystem::path(device.resolvePath(devicePath));
     std::error_code error;
     std::filesystem::remove(link, error);
-    std::filesystem::create_symlink(fmt::format("/proc/self/fd/{}", descriptor), link, error);
+    // A second name of the same file where it can be (the same file system),
+    // so that the extension sees a file and not a link; else a link to it.
+    const auto opened = fmt::format("/proc/self/fd/{}", descriptor);
+    if (::linkat(AT_FDCWD, opened.c_str(), AT_FDCWD, link.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        return true;
+    }
+    std::filesystem::create_symlink(opened, link, error);
     return !error;
 }
 

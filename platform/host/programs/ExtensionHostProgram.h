@@ -1,7 +1,9 @@
 #pragma once
 
 #include "platform/host/extensions/ExtensionEntryPoint.h"
+#include "platform/host/extensions/ExtensionRelay.h"
 #include "platform/host/extensions/SharedPayloadRegion.h"
+#include "platform/host/transport/FileHandle.h"
 #include "platform/host/transport/Message.h"
 #include "platform/host/transport/ProgramConnection.h"
 #include "platform/host/transport/SocketConnection.h"
@@ -20,14 +22,21 @@ namespace lumora::platform::host {
 /// served one at a time, in order; the program ends when the host's side of
 /// the connection goes away.
 ///
+/// Started without a bundle (a spare the device starts ahead of need), it
+/// says it is ready and waits for the bundle it is given (`loadBundle:`),
+/// refusing everything else until then.
+///
 /// Everything the host sends is checked: a message it does not understand is
 /// logged and, when it wanted an answer, answered with an error.
 class ExtensionHostProgram {
 public:
     struct Options {
         int socket = -1;
-        /// The extension's bundle folder (a host path).
+        /// The extension's bundle folder (a host path); empty: given later.
         std::string bundle;
+        /// Where handed-over files are placed (a host folder); empty: in
+        /// folders of the program's own under the temporary folder.
+        std::string filesFolder;
     };
 
     /// Reads the command line; nullopt when it is not understood.
@@ -46,8 +55,16 @@ public:
 
 private:
     bool load();
+    /// Loads the bundle a spare is given; false (and the program ends) when it cannot.
+    bool loadGivenBundle(const transport::Message& message);
     void handle(const transport::Message& message);
     void beginRequest(const transport::Message& message);
+    /// Starts the one request of an extension that shows a view controller.
+    void beginViewRequest(const transport::Message& message);
+    /// Sends the host a picture of what `controller` draws.
+    void sendPicture(const std::string& requestIdentifier, ViewController& controller);
+    /// Places the files a request hands over (`wire`) at their device paths.
+    bool takeFiles(const Value& wire, std::vector<std::shared_ptr<transport::FileHandle>>* held, std::string* refusal);
     /// Makes the file behind `descriptor` readable at `devicePath` for the extension.
     bool placeFile(const std::string& devicePath, int descriptor);
     void reply(const transport::Message& request, Value value);
@@ -58,6 +75,20 @@ private:
     std::string principalClass_;
     void* library_ = nullptr;
     const ExtensionPrincipalFactory* factory_ = nullptr;
+    const ExtensionViewControllerFactory* viewFactory_ = nullptr;
+
+    /// The request of an extension that shows a view controller, which lasts
+    /// as long as the process.
+    struct ViewRequest {
+        std::string identifier;
+        std::shared_ptr<ExtensionContext> context;
+        std::shared_ptr<ViewController> viewController;
+        std::shared_ptr<ExtensionConnection> auxiliary;
+        std::shared_ptr<ExtensionConnection> view;
+        std::shared_ptr<ExtensionRelay> relay;
+        std::vector<std::shared_ptr<transport::FileHandle>> files;
+    };
+    std::optional<ViewRequest> viewRequest_;
     std::unique_ptr<SharedPayloadRegion> region_;
     /// Folders made to show handed-over files at their device paths.
     std::vector<std::string> fileFolders_;

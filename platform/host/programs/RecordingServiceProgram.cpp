@@ -180,7 +180,7 @@ void RecordingServiceProgram::handle(const Message& message)
         }
         // The capture has begun (on the device's MainQueue) before the application hears that the start succeeded.
         waitForAnswer(askDevice(Capture::StartMessage, { microphone },
-            [this, microphone](const std::vector<Value>* answer) { startRecordingLocked(answer, microphone); }));
+            [this](const std::vector<Value>* answer) { startRecordingLocked(answer); }));
         reply(message, { Value(), message.arguments[3].boolValue(), message.arguments[4].boolValue() });
     } else if (message.selector.starts_with("setupBroadcast")) {
         reply(message, { Value() });
@@ -416,7 +416,7 @@ void RecordingServiceProgram::received(const Message& message)
     capture_->deliveryFinished();
 }
 
-void RecordingServiceProgram::startRecordingLocked(const std::vector<Value>* answer, bool microphone)
+void RecordingServiceProgram::startRecordingLocked(const std::vector<Value>* answer)
 {
     capturing_.reset();
     if (answer == nullptr || answer->empty()) {
@@ -455,7 +455,7 @@ void RecordingServiceProgram::startRecordingLocked(const std::vector<Value>* ans
         { .width = width,
             .height = height,
             .framesPerSecond = framesPerSecond,
-            .audioChannels = microphone ? 1 : 0,
+            .audioChannels = 1,
             .audioSampleRate = sampleRate,
             .fragmented = true,
             .maxFileBytes = room });

@@ -30,7 +30,7 @@ namespace lumora::platform::host {
 ///
 /// The screen comes from the device over a second connection, the capture
 /// channel (`RecordingServiceCapture` is the device's end): the pictures in a
-/// ring of shared-memory slots, the microphone's sound in messages. The
+/// ring of shared-memory slots, the device's sound in messages. The
 /// program encodes them as they come, on that channel's thread, into a
 /// fragmented movie (`MovieWriter`, `CapturedMovies`), so the file plays up
 /// to its last fragment should the program be killed. When the folder's
@@ -115,7 +115,7 @@ private:
     /// Waits (bounded) until the device's answer to `number` has been handled.
     bool waitForAnswer(std::uint64_t number);
     // With `mutex_` held, on the channel's thread.
-    void startRecordingLocked(const std::vector<Value>* answer, bool microphone);
+    void startRecordingLocked(const std::vector<Value>* answer);
     void addFrameLocked(const transport::Message& message);
     void addSamplesLocked(const transport::Message& message);
     /// Ends the movie: what the stop answers.

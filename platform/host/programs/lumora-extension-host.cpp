@@ -16,7 +16,7 @@ int main(int argc, char** argv)
     const std::vector<std::string> arguments(given.begin(), given.end());
     auto options = lumora::platform::host::ExtensionHostProgram::parse(arguments);
     if (!options) {
-        (void)std::fputs("usage: lumora-extension-host --socket FD --bundle PATH\n", stderr);
+        (void)std::fputs("usage: lumora-extension-host --socket FD [--bundle PATH] [--files-folder PATH]\n", stderr);
         return 2;
     }
     // A write to a host that went away is an error, not a signal.

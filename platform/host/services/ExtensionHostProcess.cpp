@@ -5,6 +5,8 @@
 #include "platform/foundation/Log.h"
 #include "platform/host/extensions/ExtensionProtocol.h"
 #include "platform/host/extensions/SharedPayloadRegion.h"
+#include "platform/host/services/ExtensionHostSpares.h"
+#include "platform/host/system/TemporaryFolder.h"
 #include "platform/host/transport/FileHandle.h"
 #include "platform/host/transport/SocketConnection.h"
 
@@ -13,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -61,6 +64,9 @@ ExtensionHostProcess::ExtensionHostProcess(std::string name, Settings settings)
     if (settings_.program.empty()) {
         settings_.program = LUMORA_EXTENSION_HOST_PROGRAM;
     }
+    if (settings_.startsAhead) {
+        ExtensionHostSpares::shared().prepare(settings_.program);
+    }
 }
 
 ExtensionHostProcess::~ExtensionHostProcess()
@@ -72,6 +78,27 @@ void ExtensionHostProcess::setMemoryCeiling(std::size_t bytes)
 {
     std::lock_guard lock(mutex_);
     settings_.memoryCeiling = bytes;
+}
+
+void ExtensionHostProcess::setProgram(std::string program)
+{
+    std::lock_guard lock(mutex_);
+    settings_.program = std::move(program);
+    if (settings_.startsAhead) {
+        ExtensionHostSpares::shared().prepare(settings_.program);
+    }
+}
+
+std::string ExtensionHostProcess::program() const
+{
+    std::lock_guard lock(mutex_);
+    return settings_.program;
+}
+
+void ExtensionHostProcess::setRequestObserver(RequestObserver observer)
+{
+    std::lock_guard lock(mutex_);
+    observer_ = std::move(observer);
 }
 
 void ExtensionHostProcess::setRequestDeadline(std::chrono::milliseconds deadline)
@@ -141,30 +168,58 @@ bool ExtensionHostProcess::startLocked(std::string* failure)
             return false;
         }
     }
-    std::array<int, 2> sockets {};
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
-        *failure = "no socket to it";
-        return false;
+    // A spare started ahead of need takes the extension, under its ceiling;
+    // without one the program is started now.
+    auto spare = settings_.startsAhead ? ExtensionHostSpares::shared().take(settings_.program) : std::nullopt;
+    if (spare) {
+        if (spare->process->ceiling() != ChildProcess::Ceiling::None
+            && !spare->process->setMemoryCeiling(settings_.memoryCeiling)) {
+            Log::error("Extension host: could not give %s its memory ceiling; starting it anew", name_);
+            ::close(spare->socket);
+            spare.reset();
+        }
     }
-    ChildProcess::Launch launch;
-    launch.program = settings_.program;
-    launch.arguments = { "--socket", std::to_string(kChildSocket), "--bundle", settings_.bundlePath };
-    launch.descriptors = { { sockets[1], kChildSocket } };
-    launch.memoryCeiling = settings_.memoryCeiling;
-    auto process = ChildProcess::launch(launch, failure);
-    ::close(sockets[1]);
-    if (!process) {
-        ::close(sockets[0]);
-        return false;
+    if (!spare) {
+        std::array<int, 2> sockets {};
+        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
+            *failure = "no socket to it";
+            return false;
+        }
+        ChildProcess::Launch launch;
+        launch.program = settings_.program;
+        launch.arguments = { "--socket", std::to_string(kChildSocket) };
+        launch.descriptors = { { sockets[1], kChildSocket } };
+        launch.memoryCeiling = settings_.memoryCeiling;
+        auto process = ChildProcess::launch(launch, failure);
+        ::close(sockets[1]);
+        if (!process) {
+            ::close(sockets[0]);
+            return false;
+        }
+        spare = ExtensionHostSpares::Spare { std::move(process), sockets[0] };
     }
-    process_ = std::move(process);
+    process_ = std::move(spare->process);
     ++launches_;
     const auto generation = ++generation_;
     connectionClosed_ = false;
     closeReason_.clear();
-    connection_ = SocketConnection::open(sockets[0], fmt::format("extension {}", name_),
+    connection_ = SocketConnection::open(spare->socket, fmt::format("extension {}", name_),
         { [this, generation](Message message) { received(generation, std::move(message)); },
             [this, generation](const std::string& reason) { closed(generation, reason); } });
+    // Files handed over with requests are placed in a folder the device removes
+    // when the process ends, however it ends.
+    filesFolder_
+        = fmt::format("{}/{}-{}", TemporaryFolder::named("lumora-extension-files"), process_->pid(), generation);
+    std::error_code madeFolder;
+    std::filesystem::create_directories(filesFolder_, madeFolder);
+    Message load;
+    load.kind = Message::Kind::Call;
+    load.selector = ExtensionProtocol::LoadBundleSelector;
+    load.arguments = { Value(settings_.bundlePath), Value(madeFolder ? std::string() : filesFolder_) };
+    if (connection_->send(load) != SocketConnection::Sent::Queued) {
+        *failure = "could not hand it its bundle";
+        return false;
+    }
     const int shared = ::fcntl(region_->descriptor(), F_DUPFD_CLOEXEC, 0); // NOLINT(cppcoreguidelines-pro-type-vararg)
     Message use;
     use.kind = Message::Kind::Call;
@@ -182,6 +237,22 @@ std::optional<ExtensionContext::Outcome> ExtensionHostProcess::perform(
 {
     std::string ignored;
     auto& why = failure != nullptr ? *failure : ignored;
+    const auto began = std::chrono::steady_clock::now();
+    auto outcome = performRequest(items, files, why);
+    RequestObserver observer;
+    {
+        std::lock_guard lock(mutex_);
+        observer = observer_;
+    }
+    if (observer) {
+        observer(items, RequestReport { std::chrono::steady_clock::now() - began, outcome, why });
+    }
+    return outcome;
+}
+
+std::optional<ExtensionContext::Outcome> ExtensionHostProcess::performRequest(
+    const ExtensionItems& items, const std::vector<HandedFile>& files, std::string& why)
+{
     std::unique_lock lock(mutex_);
     // A process that ended since the last request took whatever state the
     // extension kept with it: this request fails; the next one starts anew.
@@ -258,6 +329,7 @@ void ExtensionHostProcess::endLocked(std::unique_lock<std::mutex>& lock, bool ki
 {
     auto process = std::move(process_);
     auto connection = std::move(connection_);
+    const auto folder = std::exchange(filesFolder_, std::string());
     const auto ending = generation_++;
     const auto ceiling = settings_.memoryCeiling;
     lock.unlock();
@@ -280,6 +352,10 @@ void ExtensionHostProcess::endLocked(std::unique_lock<std::mutex>& lock, bool ki
     const bool hadConnection = connection != nullptr;
     connection.reset();
     process.reset();
+    if (!folder.empty()) {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
     lock.lock();
     if (hadConnection
         && !changed_.wait_for(lock, kReapLimit, [this, ending] { return lastClosedGeneration_ >= ending; })) {
@@ -301,7 +377,9 @@ void ExtensionHostProcess::received(std::uint64_t generation, Message message)
     if (generation != generation_ || !connection_) {
         return;
     }
-    if (message.kind == Message::Kind::Reply && message.number == awaited_ && !reply_) {
+    if (message.kind == Message::Kind::Call && message.selector == ExtensionProtocol::ReadySelector) {
+        // A process started without its bundle is up; it has been given it already.
+    } else if (message.kind == Message::Kind::Reply && message.number == awaited_ && !reply_) {
         awaited_ = 0;
         reply_ = std::move(message);
         changed_.notify_all();

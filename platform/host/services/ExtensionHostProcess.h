@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -37,7 +38,12 @@ class SocketConnection;
 /// (`lastExit` keeps it).
 ///
 /// Payload bytes go through a block of shared memory handed to the process
-/// once (`SharedPayloadRegion`); files go as open file descriptors.
+/// once (`SharedPayloadRegion`); files go as open file descriptors, shown to
+/// the extension in a folder the device removes when the process ends.
+///
+/// A process is started ahead of need (`ExtensionHostSpares`) when the
+/// object is made, and again each time one is taken, so that a launch
+/// finds the program running and only hands it the bundle.
 class ExtensionHostProcess {
 public:
     /// The memory ceiling and request deadline of an upload extension.
@@ -55,6 +61,10 @@ public:
         std::chrono::milliseconds requestDeadline = UploadRequestDeadline;
         /// The program started; by default the one the build made.
         std::string program;
+        /// Whether the device keeps a process of the program started ahead
+        /// of need for it (`ExtensionHostSpares`); when not, every launch
+        /// starts the program.
+        bool startsAhead = true;
     };
 
     /// A file handed over with a request: where the extension finds it (a
@@ -63,6 +73,17 @@ public:
         std::string devicePath;
         std::string hostPath;
     };
+
+    /// What one request came to, for whoever watches the extension's work.
+    struct RequestReport {
+        /// From handing the request over to its outcome or failure (wall clock).
+        std::chrono::nanoseconds latency {};
+        /// How it ended; nullopt when it did not (`failure` says why).
+        std::optional<ExtensionContext::Outcome> outcome;
+        std::string failure;
+    };
+    /// Hears each request and what it came to, on the thread that performed it.
+    using RequestObserver = std::function<void(const ExtensionItems& items, const RequestReport& report)>;
 
     /// `name` names the extension in log lines.
     ExtensionHostProcess(std::string name, Settings settings);
@@ -83,8 +104,14 @@ public:
     bool start(std::string* failure = nullptr);
 
     void setMemoryCeiling(std::size_t bytes);
+    /// The program to start from the next launch on.
+    void setProgram(std::string program);
+    /// Sets who hears each request once it has ended (null: nobody).
+    void setRequestObserver(RequestObserver observer);
     void setRequestDeadline(std::chrono::milliseconds deadline);
 
+    /// The program it starts.
+    [[nodiscard]] std::string program() const;
     /// The running process's id, if one runs.
     [[nodiscard]] std::optional<pid_t> pid() const;
     /// Sends `signal` to the running process; false when none runs.
@@ -97,6 +124,8 @@ public:
     void stop();
 
 private:
+    std::optional<ExtensionContext::Outcome> performRequest(
+        const ExtensionItems& items, const std::vector<HandedFile>& files, std::string& why);
     bool startLocked(std::string* failure);
     /// Ends the process (killing it when `kill`) and notes how it ended.
     void endLocked(std::unique_lock<std::mutex>& lock, bool kill, const std::string& why);
@@ -110,6 +139,8 @@ private:
     std::unique_ptr<ChildProcess> process_;
     std::shared_ptr<transport::SocketConnection> connection_;
     std::unique_ptr<SharedPayloadRegion> region_;
+    /// The folder the running process places handed-over files in.
+    std::string filesFolder_;
     /// Tells one process's connection from the next one's.
     std::uint64_t generation_ = 0;
     bool connectionClosed_ = false;
@@ -121,6 +152,7 @@ private:
     std::optional<transport::Message> reply_;
     std::optional<ChildProcess::Exit> lastExit_;
     std::size_t launches_ = 0;
+    RequestObserver observer_;
 };
 
 } // namespace lumora::platform::host

@@ -1,10 +1,12 @@
 #include "platform/host/services/RecordingServiceCapture.h"
 
+#include "platform/foundation/Clock.h"
 #include "platform/foundation/DispatchQueue.h"
 #include "platform/foundation/Log.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedDisplay.h"
 #include "platform/host/graphics/Bitmap.h"
+#include "platform/host/media/DeviceAudio.h"
 #include "platform/host/transport/FileHandle.h"
 
 #include <algorithm>
@@ -144,8 +146,9 @@ void RecordingServiceCapture::received(const Message& message)
                     capture->pause();
                 } else if (selector == ResumeMessage) {
                     capture->resume();
-                } else {
-                    capture->setMicrophoneMuted(muted);
+                } else if (self->audio_) {
+                    // From the sample the device plays now on.
+                    self->audio_->setMicrophoneMuted(muted, DeviceAudio::sampleAt(Clock::uptime()));
                     self->microphoneMuted_ = muted;
                 }
             });
@@ -182,7 +185,8 @@ void RecordingServiceCapture::start(std::uint64_t number, bool microphone)
         std::lock_guard lock(mutex_);
         ring_ = ring;
     }
-    auto capture = ScreenCapture::make(microphone, settings_.framesPerSecond);
+    audio_ = std::make_shared<DeviceAudio>();
+    auto capture = ScreenCapture::make(microphone, audio_, settings_.framesPerSecond);
     capture->setFrameSink([weak = weak_from_this()](const ScreenCapture::Frame& frame) {
         if (const auto self = weak.lock()) {
             self->send(frame);

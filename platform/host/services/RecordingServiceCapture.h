@@ -16,15 +16,18 @@
 
 namespace lumora::platform::host {
 
+class DeviceAudio;
+
 /// The device's side of the capture channel of the recording service's
 /// process: a second socket between the device and that process, which the
 /// application never sees. Over it the service asks for the screen to be
 /// captured (start, pause, resume, mute the microphone, stop), and the device
 /// answers with a ring of frame slots in shared memory (`FrameRing`, passed
 /// once with the start's answer) and then sends, for each picture it takes,
-/// the slot it wrote it into and the frame slots it fills, and the
-/// microphone's samples. The service gives each slot back once it has
-/// encoded its picture.
+/// the slot it wrote it into and the frame slots it fills, and the device's
+/// sound (`DeviceAudio`: the application's, with the microphone's when it was
+/// granted, silent from the moment the service mutes it). The service gives
+/// each slot back once it has encoded its picture.
 ///
 /// The pictures are taken by a `ScreenCapture` on the MainQueue, on the
 /// device clock, so a held clock gives the same movie every time. When every
@@ -107,8 +110,9 @@ private:
     std::condition_variable released_;
     std::shared_ptr<transport::SocketConnection> connection_;
     std::shared_ptr<FrameRing> ring_;
-    // The MainQueue's own.
+    // The MainQueue's own: the capture and the sound it takes.
     std::shared_ptr<ScreenCapture> capture_;
+    std::shared_ptr<DeviceAudio> audio_;
     std::atomic<bool> microphoneMuted_ { false };
     std::atomic<std::uint64_t> framesSent_ { 0 };
     std::atomic<std::uint64_t> framesDropped_ { 0 };

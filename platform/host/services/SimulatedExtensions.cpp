@@ -1,13 +1,24 @@
 #include "platform/host/services/SimulatedExtensions.h"
 
+#include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/Log.h"
 #include "platform/foundation/Runtime.h"
+#include "platform/graphics/Image.h"
+#include "platform/graphics/Layer.h"
 #include "platform/host/device/SimulatedDevice.h"
 #include "platform/host/device/SimulatedProcess.h"
 #include "platform/host/extensions/ExtensionBoundary.h"
+#include "platform/host/extensions/ExtensionRequest.h"
 #include "platform/host/foundation/PlatformThreads.h"
+#include "platform/ui/View.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
+#include <system_error>
+
+#include <unistd.h>
 
 namespace lumora::platform::host {
 
@@ -56,6 +67,7 @@ void SimulatedExtensions::reset()
         installed_.clear();
         lookupError_.reset();
         outcomes_.clear();
+        pictures_.clear();
         outcomeObservers_.clear();
         ended.swap(requests_);
     }
@@ -65,6 +77,9 @@ void SimulatedExtensions::reset()
         }
         if (request.hostViewConnection) {
             request.hostViewConnection->invalidate();
+        }
+        if (request.process) {
+            request.process->stop();
         }
     }
     // The requests' objects are released here, outside the lock.
@@ -76,7 +91,7 @@ void SimulatedExtensions::installExtension(
     std::lock_guard lock(mutex_);
     installed_[std::move(identifier)]
         = Installed { attributes ? std::move(attributes) : std::make_shared<const Dictionary>(), std::move(factory), {},
-              {} };
+              {}, {} };
 }
 
 void SimulatedExtensions::uninstallExtension(const std::string& identifier)
@@ -106,6 +121,18 @@ std::shared_ptr<Bundle> SimulatedExtensions::setExtensionBundle(
     }
     found->second.bundle = bundle;
     return bundle;
+}
+
+bool SimulatedExtensions::runOutOfProcess(const std::string& identifier, ExtensionViewProcess::Settings settings)
+{
+    std::lock_guard lock(mutex_);
+    const auto found = installed_.find(identifier);
+    if (found == installed_.end()) {
+        return false;
+    }
+    ExtensionViewProcess::startAhead(settings.program);
+    found->second.outOfProcess = std::move(settings);
+    return true;
 }
 
 std::optional<ExtensionContext::Outcome> SimulatedExtensions::outcomeOfRequest(
@@ -167,6 +194,9 @@ void SimulatedExtensions::endRequest(const std::string& requestIdentifier)
     }
     if (ended->hostViewConnection) {
         ended->hostViewConnection->invalidate();
+    }
+    if (ended->process) {
+        ended->process->stop();
     }
     // The extension's side is released here, outside the lock.
 }
@@ -313,39 +343,24 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
         return;
     }
 
+    if (installed->outOfProcess) {
+        startOutOfProcess(*installed, request, std::move(inputItems), attributes, extensionAuxiliary, extensionView,
+            [&](const ErrorRef& error) { answer(request.identifier, remoteViewController, error); });
+        return;
+    }
+
     // The extension's side.
     auto extensionContext = std::make_shared<ExtensionContext>(std::move(inputItems),
-        [this, requestIdentifier = request.identifier](const ExtensionContext::Outcome& outcome) {
-            std::vector<std::function<void(const ExtensionContext::Outcome&)>> observers;
-            {
-                std::lock_guard lock(mutex_);
-                if (!outcomes_.emplace(requestIdentifier, outcome).second) {
-                    ExtensionBoundary::logRequestEndedAgain();
-                    return;
-                }
-                const auto [first, last] = outcomeObservers_.equal_range(requestIdentifier);
-                for (auto observer = first; observer != last; ++observer) {
-                    observers.push_back(std::move(observer->second));
-                }
-                outcomeObservers_.erase(first, last);
-            }
-            for (auto& observer : observers) {
-                postToPlatformThread([observer = std::move(observer), outcome] { observer(outcome); });
-            }
-            // Ending the request from the extension's own thread would release
-            // the context while it is still in use: end it on another thread.
-            postToPlatformThread(
-                [requestIdentifier] { SimulatedDevice::shared().extensions().endRequest(requestIdentifier); });
-        });
+        [this, requestIdentifier = request.identifier](
+            const ExtensionContext::Outcome& outcome) { recordOutcome(requestIdentifier, outcome); });
     extensionContext->setAuxiliaryConnection(extensionAuxiliary);
     std::shared_ptr<ViewController> extensionViewController;
     if (installed->factory) {
         // The extension's code starts in the extension's own process.
         const SimulatedProcess::Scope process(installed->bundle);
-        ExtensionBoundary::run("starting its side of a request", [&] {
-            extensionViewController
-                = installed->factory(ExtensionRequestSide { request.identifier, extensionContext, extensionView });
-        });
+        const ExtensionRequestSide side { request.identifier, extensionContext, extensionView };
+        ExtensionBoundary::run(
+            "starting its side of a request", [&] { extensionViewController = installed->factory(side); });
     }
     if (!extensionViewController) {
         answer(request.identifier, remoteViewController, extensionError(Extension::LaunchFailedErrorCode));
@@ -365,6 +380,145 @@ void SimulatedExtensions::startRequest(const std::string& identifier, const Dict
         }
     }
     answer(request.identifier, remoteViewController, nullptr);
+}
+
+void SimulatedExtensions::recordOutcome(const std::string& requestIdentifier, const ExtensionContext::Outcome& outcome)
+{
+    std::vector<std::function<void(const ExtensionContext::Outcome&)>> observers;
+    {
+        std::lock_guard lock(mutex_);
+        if (!outcomes_.emplace(requestIdentifier, outcome).second) {
+            ExtensionBoundary::logRequestEndedAgain();
+            return;
+        }
+        const auto [first, last] = outcomeObservers_.equal_range(requestIdentifier);
+        for (auto observer = first; observer != last; ++observer) {
+            observers.push_back(std::move(observer->second));
+        }
+        outcomeObservers_.erase(first, last);
+    }
+    for (auto& observer : observers) {
+        postToPlatformThread([observer = std::move(observer), outcome] { observer(outcome); });
+    }
+    // Ending the request from the extension's own thread would release
+    // the context while it is still in use: end it on another thread.
+    postToPlatformThread([requestIdentifier] { SimulatedDevice::shared().extensions().endRequest(requestIdentifier); });
+}
+
+void SimulatedExtensions::startOutOfProcess(const Installed& installed, const Request& request,
+    ExtensionItems inputItems, const DictionaryRef& attributes,
+    const std::shared_ptr<ExtensionConnection>& extensionAuxiliary,
+    const std::shared_ptr<ExtensionConnection>& extensionView, const std::function<void(const ErrorRef& error)>& answer)
+{
+    ExtensionViewProcess::Start start;
+    start.requestIdentifier = request.identifier;
+    start.auxiliary = extensionAuxiliary;
+    start.view = extensionView;
+    start.hostOffer.hostContextClass
+        = attributes ? attributes->stringForKey(Extension::HostContextClassAttribute).value_or(std::string()) : "";
+    if (const auto interface = request.hostContext->classObject().exportedInterface()) {
+        start.hostOffer.auxiliary = interface->selectors();
+    }
+    if (const auto controller = request.remoteViewController.lock()) {
+        if (const auto interface = controller->classObject().exportedInterface()) {
+            start.hostOffer.view = interface->selectors();
+        }
+    }
+    // A file an item names by its device path is handed over open, as a
+    // sandbox extension of the host's would let the extension read it.
+    auto& device = SimulatedDevice::shared();
+    for (const auto& item : inputItems) {
+        const auto label = item && item->attributedTitle() ? item->attributedTitle()->string() : std::string();
+        const auto value = item ? ExtensionRequest::loadValueOfItem({ item }, label) : std::nullopt;
+        const auto* path = value ? value->string() : nullptr;
+        if (path == nullptr || !path->starts_with('/')) {
+            continue;
+        }
+        std::error_code error;
+        const auto hostPath = device.resolvePath(*path);
+        if (!hostPath.empty() && std::filesystem::is_regular_file(hostPath, error)) {
+            start.files.emplace_back(*path, hostPath);
+        }
+    }
+    start.items = std::move(inputItems);
+    start.drew = [this, requestIdentifier = request.identifier, controller = request.remoteViewController](
+                     const Data& picture) { showPicture(requestIdentifier, controller, picture); };
+
+    const auto name = request.extensionIdentifier;
+    auto process = std::make_shared<ExtensionViewProcess>(name, *installed.outOfProcess);
+    std::string failure;
+    const auto requestIdentifier = request.identifier;
+    const bool started = process->begin(
+        start,
+        [this, requestIdentifier](
+            const ExtensionContext::Outcome& outcome) { recordOutcome(requestIdentifier, outcome); },
+        [this, requestIdentifier](const std::string& why) {
+            recordOutcome(requestIdentifier,
+                ExtensionContext::Outcome { {},
+                    Error::errorWithDomain(std::string(Extension::ErrorDomain), Extension::RequestFailedErrorCode,
+                        std::make_shared<Dictionary>(
+                            Dictionary { { std::string(Error::LocalizedDescriptionKey), Value(why) } })) });
+        },
+        &failure);
+    if (!started) {
+        answer(extensionError(Extension::LaunchFailedErrorCode));
+        return;
+    }
+    bool going = false;
+    {
+        std::lock_guard lock(mutex_);
+        const auto found = std::find_if(requests_.begin(), requests_.end(),
+            [&](const Request& made) { return made.identifier == requestIdentifier; });
+        if (found != requests_.end()) {
+            found->hostViewConnection = extensionView;
+            found->process = process;
+            going = true;
+        }
+    }
+    if (!going) {
+        // The request ended while its extension started.
+        process->stop();
+    }
+    answer(nullptr);
+}
+
+std::optional<Data> SimulatedExtensions::pictureOfRequest(const std::string& requestIdentifier) const
+{
+    std::lock_guard lock(mutex_);
+    const auto found = pictures_.find(requestIdentifier);
+    return found == pictures_.end() ? std::nullopt : std::optional(found->second);
+}
+
+void SimulatedExtensions::showPicture(
+    const std::string& requestIdentifier, const std::weak_ptr<RemoteViewController>& controller, const Data& picture)
+{
+    {
+        std::lock_guard lock(mutex_);
+        pictures_.insert_or_assign(requestIdentifier, picture);
+    }
+    // The remote view shows the picture as its layer's contents, on the MainQueue as views change.
+    DispatchQueue::main().async([controller, picture, requestIdentifier] {
+        const auto shown = controller.lock();
+        if (!shown) {
+            return;
+        }
+        std::error_code error;
+        const auto path = std::filesystem::temp_directory_path(error)
+            / fmt::format("lumora-remote-view-{}-{}.png", ::getpid(), requestIdentifier);
+        {
+            std::ofstream file(path, std::ios::binary);
+            file.write(
+                reinterpret_cast<const char*>(picture.bytes()), // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+                static_cast<std::streamsize>(picture.length()));
+        }
+        auto image = error ? nullptr : Image::imageWithContentsOfFile(path.string());
+        std::filesystem::remove(path, error);
+        if (!image) {
+            Log::error("SimulatedExtensions: the picture of request %s cannot be shown", requestIdentifier);
+            return;
+        }
+        shown->view()->layer()->setContents(std::move(image));
+    });
 }
 
 std::string SimulatedExtensions::makeRequestIdentifier()

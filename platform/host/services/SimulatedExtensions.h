@@ -7,6 +7,7 @@
 #include "platform/extensions/RemoteViewController.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Value.h"
+#include "platform/host/services/ExtensionViewProcess.h"
 #include "platform/system/Bundle.h"
 #include "platform/ui/ViewController.h"
 
@@ -64,6 +65,9 @@ public:
         std::shared_ptr<ExtensionContext> extensionContext;
         std::shared_ptr<ViewController> extensionViewController;
         std::shared_ptr<ExtensionConnection> hostViewConnection;
+        /// The extension's process, when it runs in one of its own
+        /// (`runOutOfProcess`); its view controller is then not here.
+        std::shared_ptr<ExtensionViewProcess> process;
     };
 
     void reset();
@@ -87,6 +91,16 @@ public:
     /// Returns the bundle, or null when the extension is not installed or the
     /// bundle has no identifier.
     std::shared_ptr<Bundle> setExtensionBundle(const std::string& identifier, const std::string& hostPath);
+    /// Runs the installed extension `identifier` in processes of its own: each
+    /// request starts the extension host program with the bundle at
+    /// `settings.bundlePath` (its code a shared library that
+    /// `lumora_add_extension` built, defining
+    /// `LUMORA_EXTENSION_VIEW_CONTROLLER_FACTORY`), under the settings' memory
+    /// ceiling and start deadline. The code installed with it is then not
+    /// used. A request whose process ends, or sends something malformed,
+    /// fails: it ends with `Extension::RequestFailedErrorCode` as its outcome.
+    /// False when the extension is not installed.
+    bool runOutOfProcess(const std::string& identifier, ExtensionViewProcess::Settings settings);
 
     // ---- Requests -------------------------------------------------------------------------
     /// The requests going on now, in the order they were made.
@@ -104,6 +118,11 @@ public:
     void observeOutcomeOfRequest(
         const std::string& requestIdentifier, std::function<void(const ExtensionContext::Outcome&)> observer);
 
+    /// The latest picture (PNG) of what the extension of the request
+    /// `requestIdentifier` drew in its own process, which the request's remote
+    /// view controller shows; nullopt before one arrived.
+    [[nodiscard]] std::optional<Data> pictureOfRequest(const std::string& requestIdentifier) const;
+
     // ---- For the platform's implementation ---------------------------------------------
     std::shared_ptr<Extension> lookUpExtension(const std::string& identifier, ErrorRef* error) const;
     void findExtensions(const DictionaryRef& attributes, Extension::MatchingHandler handler) const;
@@ -118,10 +137,21 @@ private:
         ViewControllerFactory factory;
         ErrorRef instantiationError;
         std::shared_ptr<Bundle> bundle;
+        std::optional<ExtensionViewProcess::Settings> outOfProcess;
     };
 
     void startRequest(const std::string& identifier, const DictionaryRef& attributes, ExtensionItems inputItems,
         const Extension::ViewControllerHandler& handler);
+    /// Starts the extension's side of `request` in a process of its own.
+    void startOutOfProcess(const Installed& installed, const Request& request, ExtensionItems inputItems,
+        const DictionaryRef& attributes, const std::shared_ptr<ExtensionConnection>& extensionAuxiliary,
+        const std::shared_ptr<ExtensionConnection>& extensionView,
+        const std::function<void(const ErrorRef& error)>& answer);
+    /// Notes how the extension ended a request and tells its observers.
+    void recordOutcome(const std::string& requestIdentifier, const ExtensionContext::Outcome& outcome);
+    /// Keeps a picture of what the extension drew and shows it in `controller`.
+    void showPicture(const std::string& requestIdentifier, const std::weak_ptr<RemoteViewController>& controller,
+        const Data& picture);
     std::string makeRequestIdentifier();
 
     mutable std::mutex mutex_;
@@ -129,6 +159,7 @@ private:
     ErrorRef lookupError_;
     std::vector<Request> requests_;
     std::map<std::string, ExtensionContext::Outcome> outcomes_;
+    std::map<std::string, Data> pictures_;
     std::multimap<std::string, std::function<void(const ExtensionContext::Outcome&)>> outcomeObservers_;
     std::mt19937_64 random_ { std::random_device {}() };
 };

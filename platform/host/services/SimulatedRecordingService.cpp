@@ -22,10 +22,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cmath>
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <span>
 #include <system_error>
 #include <unistd.h>
 
@@ -38,6 +40,10 @@ constexpr std::string_view kStartMessage
       "withHandler:";
 constexpr std::size_t kStartMicrophoneArgument = 3;
 constexpr std::size_t kStartBroadcastArgument = 5;
+constexpr std::string_view kMicrophoneMessage = "setMicrophoneEnabled:";
+// How often a request waiting for its extension looks at the device clock,
+// which a test may hold and advance by hand.
+constexpr auto kClockLookInterval = std::chrono::milliseconds(10);
 constexpr std::string_view kPayloadLabel = "payload";
 // The recording error a live broadcast ends with when its upload extension gives up.
 constexpr std::int64_t kFailedDuringRecording = -5804;
@@ -49,9 +55,21 @@ Value payload(Dictionary entries)
     return Value(std::make_shared<Dictionary>(std::move(entries)));
 }
 
-// One payload of silence, 16-bit mono, starting at frame `start`.
-Value audioPayload(std::int64_t type, std::int64_t start)
+// One payload of `samples`, 16-bit mono, starting at frame `start`:
+// application audio big-endian, microphone audio in the host's order, as
+// the payload format declares them.
+Value audioPayload(std::int64_t type, std::int64_t start, std::span<const std::int16_t> samples)
 {
+    std::vector<std::uint8_t> bytes(samples.size() * 2);
+    const bool bigEndian = type == LMBroadcastSampleTypeAudioApp;
+    for (std::size_t index = 0; index < samples.size(); ++index) {
+        const auto word = static_cast<std::uint16_t>(samples[index]);
+        const auto high = static_cast<std::uint8_t>(word >> 8U);
+        const auto low = static_cast<std::uint8_t>(word & 0xFFU);
+        const bool highFirst = bigEndian || std::endian::native == std::endian::big;
+        bytes[2 * index] = highFirst ? high : low;
+        bytes[(2 * index) + 1] = highFirst ? low : high;
+    }
     SampleTimingInfo timing;
     const auto timescale = static_cast<std::int32_t>(SimulatedRecordingService::AudioSampleRate);
     timing.duration = { kFramesPerPayload, timescale, MediaTime::Valid, 0 };
@@ -60,8 +78,7 @@ Value audioPayload(std::int64_t type, std::int64_t start)
     return payload({
         { std::string(LMBroadcastProcessExtensionPayloadKeySampleType), Value(type) },
         { std::string(LMBroadcastProcessExtensionPayloadKeyNumSamples), Value(kFramesPerPayload) },
-        { std::string(LMBroadcastProcessExtensionPayloadKeyAudioBufferList),
-            Value(Data(std::vector<std::uint8_t>(static_cast<std::size_t>(kFramesPerPayload) * 2, 0))) },
+        { std::string(LMBroadcastProcessExtensionPayloadKeyAudioBufferList), Value(Data(std::move(bytes))) },
         { std::string(LMBroadcastProcessExtensionPayloadKeyTimingInfo), Value(Data(&timing, sizeof timing)) },
     });
 }
@@ -80,6 +97,23 @@ DispatchQueue& deliveryQueue()
 const std::string& moviesFolder()
 {
     return TemporaryFolder::named("lumora-recording-service");
+}
+
+// Waits for the extension to end `request` until the device clock stands at
+// `deadline` (an uptime); nullopt when it did not end by then.
+std::optional<ExtensionRequest::Outcome> waitForOutcomeUntil(const ExtensionRequest& request, double deadline)
+{
+    for (;;) {
+        const double left = deadline - Clock::uptime();
+        if (left <= 0) {
+            return request.outcome();
+        }
+        const auto slice = std::clamp(std::chrono::milliseconds(std::llround(std::ceil(left * 1000))),
+            std::chrono::milliseconds(1), kClockLookInterval);
+        if (auto outcome = request.waitForOutcome(slice)) {
+            return outcome;
+        }
+    }
 }
 
 bool argumentIsTrue(const std::vector<Value>& arguments, std::size_t index)
@@ -197,6 +231,7 @@ void SimulatedRecordingService::reset()
     std::lock_guard lock(mutex_);
     runsInOwnProcess_ = false;
     capture = std::move(capture_);
+    audio_.reset();
     movie_.reset();
     movieDevicePath_.clear();
     recordedAnswer_.reset();
@@ -208,6 +243,7 @@ void SimulatedRecordingService::reset()
     cameraConsent_ = true;
     connection_.reset();
     uploadExtensions_.clear();
+    payloadAudio_ = nullptr;
     broadcast_.reset();
 }
 
@@ -217,6 +253,8 @@ void SimulatedRecordingService::recordRequest(std::string message, std::vector<V
     enum class Step : std::uint8_t { None, Start, Pause, Resume, Finish };
     auto step = Step::None;
     bool microphone = false;
+    std::optional<bool> microphoneSwitch;
+    std::shared_ptr<const DeviceAudio> audio;
     bool broadcast = false;
     bool screen = false;
     {
@@ -226,6 +264,11 @@ void SimulatedRecordingService::recordRequest(std::string message, std::vector<V
             microphone = argumentIsTrue(arguments, kStartMicrophoneArgument) && microphoneConsent_;
             broadcast = argumentIsTrue(arguments, kStartBroadcastArgument);
             screen = recordsScreen_;
+            // Every recording has its sound of its own, with its own stretches of a muted microphone.
+            audio_ = std::make_shared<DeviceAudio>();
+            audio = audio_;
+        } else if (message == kMicrophoneMessage && !arguments.empty()) {
+            microphoneSwitch = arguments[0].boolValue();
         } else if (message == "pauseRecording") {
             step = Step::Pause;
         } else if (message == "resumeRecordingWithWindowLayerContextID:") {
@@ -240,7 +283,7 @@ void SimulatedRecordingService::recordRequest(std::string message, std::vector<V
     switch (step) {
     case Step::Start:
         if (screen) {
-            startScreenRecording(microphone);
+            startScreenRecording(microphone, std::move(audio));
         }
         if (broadcast) {
             startBroadcast(microphone);
@@ -263,7 +306,20 @@ void SimulatedRecordingService::recordRequest(std::string message, std::vector<V
         finishBroadcast();
         break;
     case Step::None:
+        if (microphoneSwitch) {
+            setMicrophoneEnabled(*microphoneSwitch);
+        }
         break;
+    }
+}
+
+void SimulatedRecordingService::setMicrophoneEnabled(bool enabled)
+{
+    std::lock_guard lock(mutex_);
+    // Heard from now on, in the movie and in the live payloads alike; a
+    // recording without the microphone has nothing to mute.
+    if (audio_) {
+        audio_->setMicrophoneMuted(!enabled, DeviceAudio::sampleAt(Clock::uptime()));
     }
 }
 
@@ -350,7 +406,13 @@ std::shared_ptr<ScreenCapture> SimulatedRecordingService::screenCapture() const
     return capture_;
 }
 
-void SimulatedRecordingService::startScreenRecording(bool microphone)
+std::shared_ptr<const DeviceAudio> SimulatedRecordingService::deviceAudio() const
+{
+    std::lock_guard lock(mutex_);
+    return audio_;
+}
+
+void SimulatedRecordingService::startScreenRecording(bool microphone, std::shared_ptr<const DeviceAudio> audio)
 {
     // A start the recorder sent twice begins a new movie.
     finishScreenRecording();
@@ -359,7 +421,7 @@ void SimulatedRecordingService::startScreenRecording(bool microphone)
     const auto name = fmt::format("Recording-{}.mp4", ++recordings);
     const auto& folder = moviesFolder();
     SimulatedDevice::shared().mountDirectory(std::string(MoviesDirectory), folder);
-    auto capture = ScreenCapture::make(microphone);
+    auto capture = ScreenCapture::make(microphone, std::move(audio));
     auto movie = capture->openMovie((std::filesystem::path(folder) / name).string());
     capture->start();
     std::lock_guard lock(mutex_);
@@ -449,6 +511,12 @@ std::shared_ptr<ExtensionHostProcess> SimulatedRecordingService::installUploadEx
     return process;
 }
 
+void SimulatedRecordingService::setPayloadAudio(PayloadAudio audio)
+{
+    std::lock_guard lock(mutex_);
+    payloadAudio_ = std::move(audio);
+}
+
 bool SimulatedRecordingService::isBroadcasting() const
 {
     std::lock_guard lock(mutex_);
@@ -503,6 +571,7 @@ void SimulatedRecordingService::startBroadcast(bool microphone)
         .microphone = microphone,
         .paused = false,
         .nextFrame = 0,
+        .deviceSampleOffset = DeviceAudio::sampleAt(Clock::uptime()),
         .timer = nullptr,
         .clipDuration = clipDuration.value_or(DefaultClipDuration),
         .clipLength = clipDuration.value_or(DefaultClipDuration),
@@ -546,6 +615,8 @@ void SimulatedRecordingService::resumeBroadcast()
     }
     broadcast_->paused = false;
     if (broadcast_->extension.kind == UploadKind::SampleBuffer) {
+        // The next payload carries what is played from now on.
+        broadcast_->deviceSampleOffset = DeviceAudio::sampleAt(Clock::uptime()) - broadcast_->nextFrame;
         deliverAction(LMBroadcastActionTypeResumed, false);
         scheduleNextPayloadsLocked();
     } else {
@@ -586,9 +657,26 @@ void SimulatedRecordingService::sendPayloads()
     broadcast_->nextFrame += kFramesPerPayload;
     // One item holding the list of payloads: the extension processes a list
     // in order, while separate items load in any order.
-    Array payloads { audioPayload(LMBroadcastSampleTypeAudioApp, start) };
+    // The device's sound at the device times the payload stands for, unless
+    // the device was given other sounds for its payloads.
+    const auto deviceSample = start + broadcast_->deviceSampleOffset;
+    std::vector<std::int16_t> samples(static_cast<std::size_t>(kFramesPerPayload));
+    if (payloadAudio_) {
+        payloadAudio_(LMBroadcastSampleTypeAudioApp, start, samples);
+    } else {
+        DeviceAudio::application(deviceSample, samples);
+    }
+    Array payloads { audioPayload(LMBroadcastSampleTypeAudioApp, start, samples) };
     if (broadcast_->microphone) {
-        payloads.push_back(audioPayload(LMBroadcastSampleTypeAudioMic, start));
+        if (payloadAudio_) {
+            std::ranges::fill(samples, std::int16_t { 0 });
+            payloadAudio_(LMBroadcastSampleTypeAudioMic, start, samples);
+        } else if (audio_) {
+            audio_->microphone(deviceSample, samples);
+        } else {
+            DeviceAudio::unmutedMicrophone(deviceSample, samples);
+        }
+        payloads.push_back(audioPayload(LMBroadcastSampleTypeAudioMic, start, samples));
     }
     deliver(broadcast_->extension,
         { ExtensionRequest::labelledItem(kPayloadLabel, Value(std::make_shared<const Array>(std::move(payloads)))) });
@@ -648,8 +736,9 @@ void SimulatedRecordingService::deliver(const UploadExtension& extension, Extens
                 return;
             }
             const ExtensionRequest request(items);
+            const double deadline = Clock::uptime() + std::chrono::duration<double>(UploadRequestTimeout).count();
             request.beginWithHandler(handler);
-            outcome = request.waitForOutcome(UploadRequestTimeout);
+            outcome = waitForOutcomeUntil(request, deadline);
         }
         if (!outcome) {
             Log::error("Recording service: the upload extension did not complete its request");

@@ -5,6 +5,7 @@
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Value.h"
 #include "platform/host/extensions/ExtensionRequest.h"
+#include "platform/host/media/DeviceAudio.h"
 #include "platform/host/media/ScreenCapture.h"
 #include "platform/host/services/ExtensionHostProcess.h"
 #include "platform/host/services/RecordingServiceProcess.h"
@@ -18,6 +19,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,11 +40,15 @@ namespace lumora::platform::host {
 /// extension hears the start with the setup information, then one
 /// application and (when granted) one microphone audio payload every
 /// `PayloadInterval` seconds of the device clock, the pause and resume of
-/// the recording, and the finish when it stops.
+/// the recording, and the finish when it stops. The payloads carry the
+/// device's sound (`deviceAudio`) at the device times they stand for: what
+/// the application played, and what the microphone heard (silence while the
+/// application has it muted with `setMicrophoneEnabled:`).
 ///
-/// Each upload request waits at most `UploadRequestTimeout` for the extension
-/// to complete or cancel it: wall-clock time, not the device clock, so a held
-/// clock does not stretch it. A request left unanswered that long is logged
+/// Each upload request waits at most `UploadRequestTimeout` of the device
+/// clock for the extension to complete or cancel it: a held clock holds the
+/// deadline back until it is advanced past it, and a running clock makes it
+/// the same span of real time. A request left unanswered that long is logged
 /// ("the upload extension did not complete its request"), its reply is never
 /// read, and the next request goes on.
 ///
@@ -66,8 +72,9 @@ namespace lumora::platform::host {
 ///
 /// Stops answer with the canned movie unless the service records the screen
 /// (`setRecordsScreen`): then a start that succeeds captures the main screen
-/// as it is composited, on the device clock, with the microphone's audio
-/// when the microphone was granted (`ScreenCapture`), a pause and a resume
+/// as it is composited, on the device clock, with the device's sound (the
+/// application's, and the microphone's when it was granted and is not
+/// muted: `ScreenCapture`, `deviceAudio`), a pause and a resume
 /// pause and resume that capture, and a stop completes the movie in the
 /// service's own folder (`MoviesDirectory`) and answers with its URL.
 /// Requests arrive on the MainQueue, where the screen may be composited.
@@ -80,7 +87,7 @@ public:
     /// Seconds of audio in one payload, and between two of them.
     static constexpr double PayloadInterval = 0.1;
     static constexpr std::int64_t AudioSampleRate = 44100;
-    /// How long an upload request waits for the extension's answer (wall clock).
+    /// How long an upload request waits for the extension's answer, on the device clock.
     static constexpr std::chrono::seconds UploadRequestTimeout { 5 };
     /// Seconds of one movie clip when the configuration gives no usable duration
     /// (none, zero, negative or not a number), and the bounds a usable one is
@@ -130,6 +137,10 @@ public:
     /// The capture of the recording going on, or null: to watch its pictures
     /// or to write more movies from it.
     [[nodiscard]] std::shared_ptr<ScreenCapture> screenCapture() const;
+    /// The sound of the last recording started (null before the first): what
+    /// its movie and its live payloads carry, with the stretches the
+    /// application had the microphone muted.
+    [[nodiscard]] std::shared_ptr<const DeviceAudio> deviceAudio() const;
 
     // ---- Calls of the service into the application ------------------------------------
     /// The application's end of its connection to the service, made on first
@@ -166,6 +177,14 @@ public:
     /// broadcast and tells the application it failed during recording.
     std::shared_ptr<ExtensionHostProcess> installUploadExtensionOutOfProcess(
         std::string identifier, UploadKind kind, std::string bundlePath);
+    /// The sound of the live audio payloads: fills `samples` (16-bit mono at
+    /// `AudioSampleRate`) for the payload of sample type `sampleType` whose
+    /// first frame is `firstFrame`, counted from the broadcast's start.
+    using PayloadAudio
+        = std::function<void(std::int64_t sampleType, std::int64_t firstFrame, std::span<std::int16_t> samples)>;
+    /// Sets the sound of the live audio payloads (null, initially and after a
+    /// reset: the device's own). Called on the MainQueue, before going live.
+    void setPayloadAudio(PayloadAudio audio);
     /// Whether a broadcast is live (started and not yet finished).
     [[nodiscard]] bool isBroadcasting() const;
     /// Waits, at most `timeout`, until every upload request queued so far has
@@ -187,6 +206,9 @@ private:
         bool microphone = false;
         bool paused = false;
         std::int64_t nextFrame = 0;
+        /// The device's sample that payload frame 0 would stand for: payload
+        /// frames run on across a pause, the device's sound does not.
+        std::int64_t deviceSampleOffset = 0;
         std::shared_ptr<void> timer;
         // Movie clips: the duration of clips to come, the length of the clip
         // being recorded, the live seconds it holds up to `liveSince` (the
@@ -205,7 +227,9 @@ private:
         std::shared_ptr<ScreenCapture::Movie> clipMovie;
     };
 
-    void startScreenRecording(bool microphone);
+    void startScreenRecording(bool microphone, std::shared_ptr<const DeviceAudio> audio);
+    /// The application muted the microphone (or let it be heard again) now.
+    void setMicrophoneEnabled(bool enabled);
     void finishScreenRecording();
     void startBroadcast(bool microphone);
     void pauseBroadcast();
@@ -245,6 +269,7 @@ private:
     void applyClipDuration(std::uint64_t broadcastNumber, double duration);
 
     std::map<std::string, UploadExtension> uploadExtensions_;
+    PayloadAudio payloadAudio_;
     std::optional<Broadcast> broadcast_;
     std::uint64_t broadcastsStarted_ = 0;
     /// The last broadcast ended by its extension's failure: its requests still queued are dropped.
@@ -260,6 +285,7 @@ private:
     RecordingServiceProcess process_;
     bool recordsScreen_ = false;
     std::shared_ptr<ScreenCapture> capture_;
+    std::shared_ptr<DeviceAudio> audio_;
     std::shared_ptr<ScreenCapture::Movie> movie_;
     std::string movieDevicePath_;
     // How stops answer since the last screen recording ended.

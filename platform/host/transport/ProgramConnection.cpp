@@ -4,14 +4,15 @@
 
 namespace lumora::platform::host::transport {
 
-void ProgramConnection::serve(int socket, const std::string& name, const std::function<void(const Message&)>& handle)
+void ProgramConnection::serve(int socket, const std::string& name, const std::function<void(const Message&)>& handle,
+    const std::function<void()>& opened)
 {
-    auto opened = SocketConnection::open(socket, name,
+    auto opening = SocketConnection::open(socket, name,
         { [this, &handle](const Message& message) {
              {
                  // The peer may have written before the connection was stored.
                  std::unique_lock lock(mutex_);
-                 changed_.wait(lock, [this] { return connection_ != nullptr; });
+                 changed_.wait(lock, [this] { return connection_ != nullptr && !opening_; });
              }
              handle(message);
              connection()->deliveryFinished();
@@ -23,7 +24,14 @@ void ProgramConnection::serve(int socket, const std::string& name, const std::fu
                 changed_.notify_all();
             } });
     std::unique_lock lock(mutex_);
-    connection_ = std::move(opened);
+    connection_ = std::move(opening);
+    if (opened) {
+        opening_ = true;
+        lock.unlock();
+        opened();
+        lock.lock();
+        opening_ = false;
+    }
     changed_.notify_all();
     changed_.wait(lock, [this] { return ended_; });
 }

@@ -19,8 +19,10 @@ class ProgramConnection {
 public:
     /// Serves `socket`; `name` names the connection, and the program, in log
     /// lines. `handle` sees each message once the connection is in place, so
-    /// it may answer through `connection()`.
-    void serve(int socket, const std::string& name, const std::function<void(const Message&)>& handle);
+    /// it may answer through `connection()`; `opened`, when given, is called
+    /// once the connection is in place, before the first message is handed on.
+    void serve(int socket, const std::string& name, const std::function<void(const Message&)>& handle,
+        const std::function<void()>& opened = nullptr);
     /// The connection while it is served; null before.
     [[nodiscard]] std::shared_ptr<SocketConnection> connection() const;
 
@@ -28,6 +30,7 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::shared_ptr<SocketConnection> connection_;
+    bool opening_ = false;
     bool ended_ = false;
 };
 
