@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <unistd.h>
@@ -358,6 +359,7 @@ TEST_F(ServiceProcessTest, AServiceWhoseDiskFillsDuringARecordingStopsItKeepsThe
     constexpr std::uint64_t kRoom = 24 * 1024;
     process().setDiskQuota(folderSize() + kRoom);
     ASSERT_EQ(start(), nullptr);
+    LogCapture log;
     // A picture that changes with every frame fills the movie fast, until the
     // service has the device stop capturing.
     const auto capture = process().capture();
@@ -365,7 +367,12 @@ TEST_F(ServiceProcessTest, AServiceWhoseDiskFillsDuringARecordingStopsItKeepsThe
         paint({ (frames * 37) % 256, (frames * 91) % 256, (frames * 13) % 256 });
         wait(kFrame);
     }
-    ASSERT_TRUE(runUntil([this] { return !delegate->stops.empty(); }));
+    // The service's call is performed on the connection's queue: once the
+    // proxy has logged it, a task queued behind it sees its effects.
+    ASSERT_TRUE(runUntil([&log] { return log.contains("LMDaemonProxy: stopRecordingWithError:movieURL:"); }));
+    std::atomic<bool> settled { false };
+    LMDaemonProxy::daemonProxy()->connection()->queue().async([&settled] { settled = true; });
+    ASSERT_TRUE(runUntil([&settled] { return settled.load(); }));
     ASSERT_TRUE(runPendingDeliveries());
     ASSERT_EQ(delegate->stops.size(), 1U);
     const auto& [error, hasPreview] = delegate->stops.front();
