@@ -4,6 +4,7 @@
 #include "tests/harness/Harness.h"
 #include "tests/harness/MovieProbe.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -144,6 +145,49 @@ TEST_F(MovieWriterTest, AWriterThatCannotWriteLogsAndFails)
     const std::vector<std::uint8_t> narrow(8 * 8 * 4);
     EXPECT_FALSE(writer->addFrame(narrow.data(), 8, 8, 16, MovieWriter::PixelLayout::RGBA, 0));
     EXPECT_TRUE(writer->addFrame(narrow.data(), 8, 8, 32, MovieWriter::PixelLayout::RGBA, 0));
+}
+
+TEST_F(MovieWriterTest, AFragmentedMoviePlaysBeforeItIsFinishedAndStopsWholeWhenItsRoomRunsOut)
+{
+    const auto path = pathOf("fragmented.mp4");
+    constexpr std::uint64_t kRoom = 1024 * 1024;
+    auto writer = MovieWriter::create(
+        path, { .width = 64, .height = 48, .framesPerSecond = 30, .fragmented = true, .maxFileBytes = kRoom });
+    ASSERT_NE(writer, nullptr);
+    Bitmap picture(64, 48, 1);
+    int frame = 0;
+    const auto paint = [&picture](int index) {
+        // Noise-like pictures, so that every second's fragment is large.
+        for (int pixel = 0; pixel < 64 * 48; ++pixel) {
+            picture.data()[pixel] = 0xFF000000U | static_cast<std::uint32_t>((pixel * 2654435761U) ^ (index * 40503U));
+        }
+    };
+    for (; frame < 75; ++frame) {
+        paint(frame);
+        ASSERT_TRUE(writer->addFrame(picture, frame / 30.0));
+    }
+    // Unfinished, as a killed writer leaves it: the two whole seconds play.
+    const auto copy = pathOf("unfinished.mp4");
+    fs::copy_file(path, copy);
+    const auto unfinished = test::decodeMovie(copy);
+    ASSERT_TRUE(unfinished);
+    EXPECT_EQ(unfinished->frames.size(), 60U);
+
+    test::LogCapture log;
+    while (writer->addFrame(picture, frame / 30.0) && frame < 30 * 60) {
+        paint(++frame);
+    }
+    EXPECT_TRUE(writer->isOutOfSpace());
+    EXPECT_FALSE(writer->finish());
+    const auto errors = log.texts(Log::Level::Error);
+    EXPECT_TRUE(std::ranges::any_of(errors,
+        [&path](const std::string& text) { return text.starts_with("Movie writer: no room left for " + path); }));
+    EXPECT_LE(fs::file_size(path), kRoom);
+    EXPECT_EQ(fs::file_size(path), writer->bytesWritten());
+    const auto kept = test::decodeMovie(path);
+    ASSERT_TRUE(kept);
+    EXPECT_GE(kept->frames.size(), 60U);
+    EXPECT_EQ(kept->frames.size() % 30, 0U);
 }
 
 } // namespace

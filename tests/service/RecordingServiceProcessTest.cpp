@@ -1,10 +1,17 @@
 #include "platform/host/services/RecordingServiceProcess.h"
+#include "platform/graphics/Color.h"
+#include "platform/host/media/DeviceAudio.h"
+#include "platform/host/media/FrameRing.h"
+#include "platform/ui/View.h"
 #include "recording/LMDaemonProxy.h"
+#include "tests/harness/MovieProbe.h"
 #include "tests/recording/RecorderFixture.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cmath>
 #include <filesystem>
 #include <unistd.h>
 
@@ -16,6 +23,43 @@ using platform::URL;
 using namespace std::chrono_literals;
 
 constexpr const char* kStopMessage = "stopRecordingWithHandler:";
+constexpr MovieContents::Colour kRed { 255, 0, 0 };
+constexpr MovieContents::Colour kBlue { 0, 0, 255 };
+constexpr MovieContents::Colour kGreen { 0, 255, 0 };
+constexpr double kFrame = 1.0 / platform::host::ScreenCapture::FramesPerSecond;
+
+// The colour of the frame shown at `time`.
+MovieContents::Colour colourAt(const MovieContents& movie, double time)
+{
+    const auto frame = std::find_if(movie.frames.rbegin(), movie.frames.rend(),
+        [time](const MovieContents::Frame& candidate) { return candidate.time <= time + 1e-6; });
+    return frame == movie.frames.rend() ? MovieContents::Colour { -100, -100, -100 } : frame->centre;
+}
+
+// The amplitude of the microphone's tone in the tenth of a second from `time` on.
+double microphoneAt(const MovieContents& movie, double time)
+{
+    const auto rate = movie.audioSampleRate;
+    return toneComponent(movie.audioSamples, static_cast<std::size_t>(time * rate), static_cast<std::size_t>(rate / 10),
+        platform::host::DeviceAudio::MicrophoneFrequency, rate)
+        .amplitude;
+}
+
+// The movies in the service's folder, by host path.
+std::vector<std::string> moviesInServiceFolder()
+{
+    std::vector<std::string> movies;
+    std::error_code ignored;
+    const auto folder = platform::host::SimulatedDevice::shared().resolvePath(
+        std::string(platform::host::RecordingServiceProcess::MoviesDirectory));
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        if (entry.path().extension() == ".mp4") {
+            movies.push_back(entry.path().string());
+        }
+    }
+    std::ranges::sort(movies);
+    return movies;
+}
 
 /// The device runs the recording service as a process of its own, and the
 /// application reaches it over the connection the platform offers.
@@ -53,7 +97,8 @@ protected:
         CallbackRecorder<ErrorRef> started;
         recorder->startRecordingWithMicrophoneEnabled_handler(true, started.callback());
         EXPECT_TRUE(started.wait());
-        EXPECT_TRUE(runPendingDeliveries());
+        // The capture's timers are pending on the held clock: only the MainQueue is drained.
+        drainMainQueue();
         EXPECT_EQ(started.callCount(), 1U);
         return started.callCount() > 0 ? std::get<0>(started.call()) : nullptr;
     }
@@ -69,6 +114,33 @@ protected:
         return stopped.callCount() > 0 ? stopped.call() : std::tuple<std::optional<URL>, ErrorRef> {};
     }
 
+    /// A small screen showing one view of a solid colour that the test changes.
+    void useSmallScreen()
+    {
+        device().screens().setMainScreen({ { 0, 0 }, { 96, 64 } }, 1);
+        canvas = std::make_shared<platform::View>(platform::Rect { { 0, 0 }, { 320, 568 } });
+        appWindow->addSubview(canvas);
+        paint(kRed);
+    }
+
+    void paint(const MovieContents::Colour& colour) const
+    {
+        canvas->setBackgroundColor(platform::Color::colorWithRed_green_blue_alpha(
+            colour.red / 255.0, colour.green / 255.0, colour.blue / 255.0, 1));
+    }
+
+    /// Lets `seconds` pass on the device clock a frame at a time, each picture
+    /// handed to the service before the next is taken.
+    static void wait(double seconds)
+    {
+        const auto capture = process().capture();
+        for (double waited = 0; waited < seconds - 1e-9; waited += kFrame) {
+            device().advanceClock(std::min(kFrame, seconds - waited));
+            drainMainQueue();
+            ASSERT_TRUE(runUntil([&capture] { return !capture || capture->framesInFlight() == 0; }));
+        }
+    }
+
     /// Waits until the proxy has handled an interruption.
     static bool interruptionHandled(const LogCapture& log)
     {
@@ -77,14 +149,15 @@ protected:
 
     std::shared_ptr<LMScreenRecorder> recorder;
     std::shared_ptr<RecordingDelegate> delegate;
+    std::shared_ptr<platform::View> canvas;
     LogCapture serviceLog;
 };
 
-TEST_F(ServiceProcessTest, RecordsThroughTheServiceProcessAndHandsBackItsMovie)
+TEST_F(ServiceProcessTest, RecordsTheScreenThroughTheServiceProcessIntoAMovieWithoutItsPausesAndWithTheMicrophoneMuted)
 {
+    useSmallScreen();
     EXPECT_EQ(start(), nullptr);
     EXPECT_TRUE(recorder->isRecording());
-    EXPECT_TRUE(recorder->hasUserConsentForMicrophone());
     const auto connection = LMDaemonProxy::daemonProxy()->connection();
     ASSERT_NE(connection, nullptr);
     EXPECT_TRUE(connection->carriesRequests());
@@ -92,22 +165,92 @@ TEST_F(ServiceProcessTest, RecordsThroughTheServiceProcessAndHandsBackItsMovie)
     ASSERT_TRUE(process().pid().has_value());
     EXPECT_NE(*process().pid(), ::getpid());
     EXPECT_TRUE(service().requests().empty());
+    const auto capture = process().capture();
+    ASSERT_NE(capture, nullptr);
+    ASSERT_NE(capture->screenCapture(), nullptr);
 
+    wait(1);
+    paint(kBlue);
+    wait(1);
+    // Nothing is captured while the recording is paused.
+    recorder->pauseRecording();
+    ASSERT_TRUE(runUntil([&capture] { return capture->screenCapture()->isPaused(); }));
+    paint(kRed);
+    device().advanceClock(5);
+    drainMainQueue();
+    recorder->resumeRecording();
+    ASSERT_TRUE(runUntil([&capture] { return !capture->screenCapture()->isPaused(); }));
+    paint(kGreen);
+    wait(0.5);
+    recorder->setMicrophoneEnabled(false);
+    ASSERT_TRUE(runUntil([&capture] { return capture->isMicrophoneMuted(); }));
+    wait(0.5);
     const auto [movieURL, error] = stop();
     EXPECT_EQ(error, nullptr);
+    EXPECT_FALSE(recorder->isRecording());
+    EXPECT_EQ(capture->framesDropped(), 0U);
+
     ASSERT_TRUE(movieURL.has_value());
     EXPECT_TRUE(movieURL->path().starts_with(platform::host::RecordingServiceProcess::MoviesDirectory));
-    const auto hostPath = device().resolvePath(movieURL->path());
-    EXPECT_TRUE(std::filesystem::is_regular_file(hostPath));
-    EXPECT_EQ(std::filesystem::file_size(hostPath),
-        std::filesystem::file_size(frameworkBundleDirectory() + "/srecorder.mp4"));
-    EXPECT_FALSE(recorder->isRecording());
+    const auto movie = decodeMovie(device().resolvePath(movieURL->path()));
+    ASSERT_TRUE(movie);
+    EXPECT_EQ(movie->width, 96);
+    EXPECT_EQ(movie->height, 64);
+    EXPECT_EQ(movie->videoCodec, "h264");
+    ASSERT_FALSE(movie->frames.empty());
+    // Three seconds of pictures (the last one shown at the stop), give or take a frame.
+    EXPECT_NEAR(movie->frames.back().time - movie->frames.front().time + kFrame, 3, kFrame + 1e-3);
+    EXPECT_NEAR(movie->duration, 3, 0.1);
+    EXPECT_TRUE(closeColours(movie->frames.front().centre, kRed));
+    EXPECT_TRUE(closeColours(colourAt(*movie, 1.5), kBlue));
+    EXPECT_TRUE(closeColours(movie->frames.back().centre, kGreen));
+    // The application's tune throughout, with the microphone's tone until it was muted.
+    ASSERT_TRUE(movie->hasAudio);
+    EXPECT_NEAR(movie->audioDuration, 3, 0.05);
+    for (const double time : { 0.2, 1.2, 2.2 }) {
+        EXPECT_NEAR(microphoneAt(*movie, time), platform::host::DeviceAudio::MicrophoneLevel, 0.05) << time;
+    }
+    for (const double time : { 2.6, 2.85 }) {
+        EXPECT_LT(microphoneAt(*movie, time), 0.02) << time;
+    }
     EXPECT_EQ(process().launches(), 1U);
+}
+
+TEST_F(ServiceProcessTest, AServiceThatHoldsItsFrameSlotsCostsDroppedPicturesNotMemoryAndKeepsItsSound)
+{
+    useSmallScreen();
+    process().holdFrameSlots(true);
+    ASSERT_EQ(start(), nullptr);
+    const auto capture = process().capture();
+    ASSERT_NE(capture, nullptr);
+    // Every step crosses one frame slot, so every step takes one picture.
+    constexpr int kTaken = 30;
+    device().advanceClock(kFrame / 2);
+    for (int frame = 1; frame < kTaken; ++frame) {
+        device().advanceClock(kFrame);
+        drainMainQueue();
+    }
+    EXPECT_EQ(capture->framesInFlight(), platform::host::FrameRing::DefaultSlots);
+    EXPECT_EQ(capture->framesSent(), static_cast<std::uint64_t>(platform::host::FrameRing::DefaultSlots));
+    EXPECT_EQ(capture->framesDropped(), static_cast<std::uint64_t>(kTaken - platform::host::FrameRing::DefaultSlots));
+    device().advanceClock(kFrame);
+    const auto [movieURL, error] = stop();
+    ASSERT_EQ(error, nullptr);
+    ASSERT_TRUE(movieURL.has_value());
+    const auto movie = decodeMovie(device().resolvePath(movieURL->path()));
+    ASSERT_TRUE(movie);
+    EXPECT_EQ(movie->frames.size(), static_cast<std::size_t>(platform::host::FrameRing::DefaultSlots));
+    EXPECT_NEAR(movie->audioDuration, (kTaken + 0.5) * kFrame, 0.05);
 }
 
 TEST_F(ServiceProcessTest, KilledMidRecordingTheAppHearsTheStopWithFailedDuringRecordingAndTheNextRecordingWorks)
 {
+    useSmallScreen();
+    const auto before = moviesInServiceFolder();
     ASSERT_EQ(start(), nullptr);
+    wait(1);
+    paint(kBlue);
+    wait(1.5);
     LogCapture log;
     ASSERT_TRUE(process().kill());
 
@@ -121,13 +264,29 @@ TEST_F(ServiceProcessTest, KilledMidRecordingTheAppHearsTheStopWithFailedDuringR
     EXPECT_FALSE(hasPreview);
     EXPECT_FALSE(recorder->isRecording());
     EXPECT_FALSE(recorder->isPaused());
+    // The movie recorded so far plays up to its last whole fragment.
+    auto partial = moviesInServiceFolder();
+    std::erase_if(partial, [&before](const std::string& movie) { return std::ranges::count(before, movie) > 0; });
+    ASSERT_EQ(partial.size(), 1U);
+    const auto killed = decodeMovie(partial.front());
+    ASSERT_TRUE(killed);
+    ASSERT_GE(killed->frames.size(), 2U);
+    EXPECT_GE(killed->frames.back().time, 1.5);
+    EXPECT_TRUE(closeColours(killed->frames.front().centre, kRed));
+    EXPECT_TRUE(closeColours(killed->frames.back().centre, kBlue));
 
     // The device starts the service again for the next recording.
     EXPECT_EQ(start(), nullptr);
     EXPECT_TRUE(recorder->isRecording());
+    paint(kGreen);
+    wait(0.5);
     const auto [movieURL, stopError] = stop();
     EXPECT_EQ(stopError, nullptr);
-    EXPECT_TRUE(movieURL.has_value());
+    ASSERT_TRUE(movieURL.has_value());
+    const auto next = decodeMovie(device().resolvePath(movieURL->path()));
+    ASSERT_TRUE(next);
+    EXPECT_NEAR(next->frames.back().time - next->frames.front().time + kFrame, 0.5, kFrame + 1e-3);
+    EXPECT_TRUE(closeColours(next->frames.back().centre, kGreen));
     EXPECT_EQ(process().launches(), 2U);
     EXPECT_EQ(delegate->stops.size(), 1U);
 }
@@ -187,37 +346,56 @@ TEST_F(ServiceProcessTest, KilledBeforeAnsweringAStopTheStopFailsOnceAndTheDeleg
     EXPECT_EQ(delegate->stops.size(), 1U);
 }
 
-TEST_F(ServiceProcessTest, AStopWhoseMovieDoesNotFitTheServicesQuotaFailsWithInsufficientStorage)
+TEST_F(ServiceProcessTest, AServiceWhoseDiskFillsDuringARecordingStopsItKeepsTheMovieSoFarAndTellsTheApp)
 {
-    const auto movieSize = std::filesystem::file_size(frameworkBundleDirectory() + "/srecorder.mp4");
-    const auto folder = device().resolvePath(std::string(platform::host::RecordingServiceProcess::MoviesDirectory));
-    const auto folderSize = [&folder] {
+    useSmallScreen();
+    const auto folderSize = [] {
         std::uintmax_t used = 0;
-        std::error_code ignored;
-        for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
-            used += entry.file_size(ignored);
+        for (const auto& movie : moviesInServiceFolder()) {
+            used += std::filesystem::file_size(movie);
         }
         return used;
     };
-    // Room for one movie and a half.
-    process().setDiskQuota(folderSize() + movieSize + movieSize / 2);
-
+    constexpr std::uint64_t kRoom = 24 * 1024;
+    process().setDiskQuota(folderSize() + kRoom);
     ASSERT_EQ(start(), nullptr);
-    const auto [kept, firstError] = stop();
-    ASSERT_EQ(firstError, nullptr);
-    ASSERT_TRUE(kept.has_value());
-
-    ASSERT_EQ(start(), nullptr);
-    const auto usedBefore = folderSize();
-    const auto [movieURL, error] = stop();
-    EXPECT_FALSE(movieURL.has_value());
+    LogCapture log;
+    // A picture that changes with every frame fills the movie fast, until the
+    // service has the device stop capturing.
+    const auto capture = process().capture();
+    for (int frames = 0; capture->screenCapture() != nullptr && frames < 30 * 60; ++frames) {
+        paint({ (frames * 37) % 256, (frames * 91) % 256, (frames * 13) % 256 });
+        wait(kFrame);
+    }
+    // The service's call is performed on the connection's queue: once the
+    // proxy has logged it, a task queued behind it sees its effects.
+    ASSERT_TRUE(runUntil([&log] { return log.contains("LMDaemonProxy: stopRecordingWithError:movieURL:"); }));
+    std::atomic<bool> settled { false };
+    LMDaemonProxy::daemonProxy()->connection()->queue().async([&settled] { settled = true; });
+    ASSERT_TRUE(runUntil([&settled] { return settled.load(); }));
+    ASSERT_TRUE(runPendingDeliveries());
+    ASSERT_EQ(delegate->stops.size(), 1U);
+    const auto& [error, hasPreview] = delegate->stops.front();
     ASSERT_NE(error, nullptr);
     EXPECT_EQ(error->code(), -5805);
     EXPECT_EQ(error->localizedDescription(), "Insufficient storage for recording");
     EXPECT_FALSE(recorder->isRecording());
-    // The movie already there is kept, and nothing half-written is left beside it.
-    EXPECT_TRUE(std::filesystem::is_regular_file(device().resolvePath(kept->path())));
-    EXPECT_EQ(folderSize(), usedBefore);
+    // The movie so far is kept, within the quota, and plays.
+    const auto movies = moviesInServiceFolder();
+    ASSERT_EQ(movies.size(), 1U);
+    EXPECT_LE(folderSize(), kRoom);
+    const auto kept = decodeMovie(movies.front());
+    ASSERT_TRUE(kept);
+    EXPECT_GE(kept->frames.size(), static_cast<std::size_t>(platform::host::ScreenCapture::FramesPerSecond));
+}
+
+TEST_F(ServiceProcessTest, TheServicePassesBroadcastInformationOnToTheApp)
+{
+    ASSERT_EQ(start(), nullptr);
+    LogCapture log;
+    process().capture()->announceBroadcastServiceInfo(
+        std::make_shared<platform::Dictionary>(platform::Dictionary { { "viewers", 3 } }));
+    EXPECT_TRUE(runUntil([&log] { return log.contains("LMDaemonProxy: updateBroadcastServiceInfo:"); }));
 }
 
 TEST_F(ServiceProcessTest, AServiceThatMisbehavesIsDroppedAndTheWaitingStartFails)

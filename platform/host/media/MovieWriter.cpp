@@ -6,9 +6,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <mutex>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -46,19 +50,42 @@ void quietLibraries()
     std::call_once(once, [] { av_log_set_level(AV_LOG_ERROR); });
 }
 
+// Bytes the muxer hands over at a time when the writer does its own output.
+constexpr int kOutputBufferSize = 64 * 1024;
+// A fragment per key frame, after a header that holds no samples.
+constexpr const char* kFragmentFlags = "frag_keyframe+empty_moov+default_base_moof";
+
 struct FormatDeleter {
     void operator()(AVFormatContext* format) const
     {
-        if (format->pb != nullptr && (format->oformat->flags & AVFMT_NOFILE) == 0) {
+        if (format->pb != nullptr && (format->oformat->flags & AVFMT_NOFILE) == 0
+            && (format->flags & AVFMT_FLAG_CUSTOM_IO) == 0) {
             avio_closep(&format->pb);
         }
         avformat_free_context(format);
+    }
+};
+// The output of a fragmented movie: its buffer goes with it.
+struct OutputDeleter {
+    void operator()(AVIOContext* output) const
+    {
+        av_freep(&output->buffer);
+        avio_context_free(&output);
     }
 };
 } // namespace
 
 struct MovieWriter::State {
     std::string path;
+    // A fragmented movie's own output (declared before the format, which
+    // refers to it, so that it goes after it), the file it writes and the
+    // bytes staged for it.
+    std::unique_ptr<AVIOContext, OutputDeleter> output;
+    int file = -1;
+    std::vector<std::uint8_t> staged;
+    std::uint64_t written = 0;
+    std::uint64_t maxFileBytes = 0;
+    bool outOfSpace = false;
     std::unique_ptr<AVFormatContext, FormatDeleter> format;
     CodecContextHandle video;
     CodecContextHandle audio;
@@ -76,6 +103,19 @@ struct MovieWriter::State {
     bool audioStarted = false;
     bool failed = false;
     bool finished = false;
+
+    State() = default;
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    State(State&&) = delete;
+    State& operator=(State&&) = delete;
+    ~State()
+    {
+        format.reset();
+        if (file >= 0) {
+            ::close(file);
+        }
+    }
 
     // Logs a failure of the media libraries and leaves the writer failed.
     bool fail(std::string_view what, int code)
@@ -96,7 +136,87 @@ struct MovieWriter::State {
     // Encodes pending audio in whole encoder frames; with `all`, the short rest too.
     bool encodePendingAudio(bool all);
     template <class Sample> bool addSamples(const Sample* samples, std::size_t frames, double time);
+    // Opens the file and the output of a fragmented movie.
+    bool openFragmentedOutput(const std::string& filePath);
+    // Writes what the muxer produced since the last call, whole or not at all.
+    bool commit();
 };
+
+namespace {
+
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+int stageOutput(void* opaque, const std::uint8_t* bytes, int length)
+#else
+int stageOutput(void* opaque, std::uint8_t* bytes, int length)
+#endif
+{
+    auto& staged = *static_cast<std::vector<std::uint8_t>*>(opaque);
+    // The muxer's buffer, read as the bytes it holds.
+    staged.insert(staged.end(), bytes, bytes + length); // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic)
+    return length;
+}
+
+} // namespace
+
+bool MovieWriter::State::openFragmentedOutput(const std::string& filePath)
+{
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): open is variadic.
+    file = ::open(filePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (file < 0) {
+        return fail("creating the file", AVERROR(errno));
+    }
+    auto* buffer = static_cast<std::uint8_t*>(av_malloc(kOutputBufferSize));
+    if (buffer == nullptr) {
+        return fail("allocating the output", AVERROR(ENOMEM));
+    }
+    output.reset(avio_alloc_context(buffer, kOutputBufferSize, 1, &staged, nullptr, stageOutput, nullptr));
+    if (!output) {
+        av_free(buffer);
+        return fail("allocating the output", AVERROR(ENOMEM));
+    }
+    format->pb = output.get();
+    format->flags |= AVFMT_FLAG_CUSTOM_IO;
+    return true;
+}
+
+bool MovieWriter::State::commit()
+{
+    if (!output) {
+        return true;
+    }
+    avio_flush(output.get());
+    if (staged.empty()) {
+        return true;
+    }
+    if (maxFileBytes > 0 && written + staged.size() > maxFileBytes) {
+        staged.clear();
+        outOfSpace = true;
+        Log::error("Movie writer: no room left for %@ (%@ bytes written)", path, std::to_string(written));
+        failed = true;
+        return false;
+    }
+    std::size_t done = 0;
+    while (done < staged.size()) {
+        const auto wrote = ::write(file, staged.data() + done, staged.size() - done);
+        if (wrote < 0 && errno == EINTR) {
+            continue;
+        }
+        if (wrote <= 0) {
+            const int code = wrote < 0 ? errno : ENOSPC;
+            outOfSpace = code == ENOSPC || code == EDQUOT;
+            // What did not fit goes: the file ends with the last whole fragment.
+            if (::ftruncate(file, static_cast<off_t>(written)) != 0) {
+                Log::error("Movie writer: %@ could not be cut back to its last fragment", path);
+            }
+            staged.clear();
+            return fail("writing", AVERROR(code));
+        }
+        done += static_cast<std::size_t>(wrote);
+    }
+    written += staged.size();
+    staged.clear();
+    return true;
+}
 
 bool MovieWriter::State::openVideo(const Settings& settings)
 {
@@ -121,7 +241,15 @@ bool MovieWriter::State::openVideo(const Settings& settings)
     // One thread: the writer already runs on a queue of its caller's choosing.
     video->thread_count = 1;
     if (encoder->id == AV_CODEC_ID_H264) {
-        av_opt_set(video->priv_data, "preset", "veryfast", 0);
+        if (settings.fragmented) {
+            // A movie written as it is recorded, in a process that must stay
+            // small: the fastest preset, no frames held back for look-ahead,
+            // so each fragment goes out at once. Larger files, far less memory.
+            av_opt_set(video->priv_data, "preset", "ultrafast", 0);
+            av_opt_set(video->priv_data, "tune", "zerolatency", 0);
+        } else {
+            av_opt_set(video->priv_data, "preset", "veryfast", 0);
+        }
     } else {
         video->flags |= AV_CODEC_FLAG_QSCALE;
         video->global_quality = FF_QP2LAMBDA * kMpeg4Quantiser;
@@ -214,11 +342,21 @@ bool MovieWriter::State::encode(AVCodecContext* codec, AVStream* stream, const A
         if (codec == video.get() && packet->duration <= 0) {
             packet->duration = 1;
         }
+        if (codec == audio.get() && output && audio->initial_padding > 0) {
+            // A fragmented movie has no edit list to hide the encoder's priming
+            // samples behind: they play first instead of before time 0, which
+            // would shift every track by their length.
+            packet->pts += audio->initial_padding;
+            packet->dts += audio->initial_padding;
+        }
         av_packet_rescale_ts(packet.get(), codec->time_base, stream->time_base);
         packet->stream_index = stream->index;
         // Takes the packet's data, whatever it answers.
-        if (const int written = av_interleaved_write_frame(format.get(), packet.get()); written < 0) {
-            return fail("writing", written);
+        if (const int wrote = av_interleaved_write_frame(format.get(), packet.get()); wrote < 0) {
+            return fail("writing", wrote);
+        }
+        if (!commit()) {
+            return false;
         }
     }
 }
@@ -327,15 +465,37 @@ std::unique_ptr<MovieWriter> MovieWriter::create(const std::string& path, const 
     if (!state->openVideo(settings) || (settings.audioChannels > 0 && !state->openAudio(settings))) {
         return nullptr;
     }
-    if (const int code = avio_open(&state->format->pb, path.c_str(), AVIO_FLAG_WRITE); code < 0) {
+    AVDictionary* options = nullptr;
+    if (settings.fragmented) {
+        state->maxFileBytes = settings.maxFileBytes;
+        if (!state->openFragmentedOutput(path)) {
+            return nullptr;
+        }
+        av_dict_set(&options, "movflags", kFragmentFlags, 0);
+    } else if (const int code = avio_open(&state->format->pb, path.c_str(), AVIO_FLAG_WRITE); code < 0) {
         state->fail("creating the file", code);
         return nullptr;
     }
-    if (const int code = avformat_write_header(state->format.get(), nullptr); code < 0) {
-        state->fail("starting the movie", code);
+    const int started = avformat_write_header(state->format.get(), &options);
+    av_dict_free(&options);
+    if (started < 0) {
+        state->fail("starting the movie", started);
+        return nullptr;
+    }
+    if (!state->commit()) {
         return nullptr;
     }
     return std::unique_ptr<MovieWriter>(new MovieWriter(std::move(state)));
+}
+
+bool MovieWriter::isOutOfSpace() const
+{
+    return state_->outOfSpace;
+}
+
+std::uint64_t MovieWriter::bytesWritten() const
+{
+    return state_->written;
 }
 
 std::string MovieWriter::videoEncoderName() const
@@ -424,11 +584,18 @@ bool MovieWriter::finish()
         if (state.usable()) {
             if (const int code = av_write_trailer(state.format.get()); code < 0) {
                 state.fail("completing the movie", code);
+            } else {
+                state.commit();
             }
         }
     }
     state.finished = true;
-    if (state.format->pb != nullptr) {
+    if (state.output) {
+        if (::close(state.file) != 0 && !state.failed) {
+            state.fail("closing the file", AVERROR(errno));
+        }
+        state.file = -1;
+    } else if (state.format->pb != nullptr) {
         if (const int code = avio_closep(&state.format->pb); code < 0 && !state.failed) {
             state.fail("closing the file", code);
         }

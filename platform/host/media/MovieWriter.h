@@ -49,6 +49,18 @@ public:
         /// Audio channels (1 or 2); 0 writes no audio track.
         int audioChannels = 0;
         int audioSampleRate = 44100;
+        /// Writes a fragmented movie: a header with no samples, then one
+        /// fragment per key frame, each written whole once it is complete, so
+        /// that the file plays up to its last fragment even when the writer
+        /// never finishes (its process killed) or runs out of room. H.264 is
+        /// then encoded with x264's fastest preset and without look-ahead,
+        /// which keeps the writer's memory small at the cost of larger files.
+        bool fragmented = false;
+        /// Bytes the file may grow to (fragmented movies only; 0: no limit
+        /// but the disk's). A fragment that does not fit is not written: the
+        /// writer fails as on a full disk (`isOutOfSpace`), and the file keeps
+        /// the fragments before it.
+        std::uint64_t maxFileBytes = 0;
     };
 
     /// Creates the file at the host path `path` and starts a movie in it;
@@ -70,6 +82,12 @@ public:
     /// the first of them played at `time`. False without an audio track.
     bool addAudio(const std::int16_t* samples, std::size_t frames, double time);
     bool addAudio(const float* samples, std::size_t frames, double time);
+
+    /// Whether the writer failed because the file had no more room (its
+    /// `maxFileBytes`, or the disk).
+    [[nodiscard]] bool isOutOfSpace() const;
+    /// Bytes written into the file so far (a fragmented movie's; 0 for others).
+    [[nodiscard]] std::uint64_t bytesWritten() const;
 
     /// Encodes what is still buffered and completes the file. Answers
     /// whether the whole movie was written; later calls do nothing.

@@ -39,21 +39,14 @@ DispatchQueue& encodingQueue()
 
 } // namespace
 
-class ScreenCapture::Movie {
-public:
-    // Touched on the encoding queue only, but for `written`, which the
-    // capture reads once the queue has run the close.
-    std::unique_ptr<MovieWriter> writer;
-    double origin = 0;
-    bool written = false;
-};
-
 struct ScreenCapture::Encoder {
+    explicit Encoder(int framesPerSecond) : movies(framesPerSecond, AudioSampleRate) { }
+
     std::mutex mutex;
     std::condition_variable changed;
     int waiting = 0;
     // The movies being written; touched on the encoding queue only.
-    std::vector<std::shared_ptr<Movie>> movies;
+    CapturedMovies movies;
 
     void post(const std::shared_ptr<Encoder>& self, std::function<void()> task)
     {
@@ -77,14 +70,18 @@ struct ScreenCapture::Encoder {
     }
 };
 
-std::shared_ptr<ScreenCapture> ScreenCapture::make(bool microphone, std::shared_ptr<const DeviceAudio> audio)
+std::shared_ptr<ScreenCapture> ScreenCapture::make(
+    bool microphone, std::shared_ptr<const DeviceAudio> audio, int framesPerSecond)
 {
-    return std::shared_ptr<ScreenCapture>(
-        new ScreenCapture(microphone, audio ? std::move(audio) : std::make_shared<const DeviceAudio>()));
+    return std::shared_ptr<ScreenCapture>(new ScreenCapture(microphone,
+        audio ? std::move(audio) : std::make_shared<const DeviceAudio>(), std::clamp(framesPerSecond, 1, 240)));
 }
 
-ScreenCapture::ScreenCapture(bool microphone, std::shared_ptr<const DeviceAudio> audio)
-    : microphone_(microphone), audio_(std::move(audio)), encoder_(std::make_shared<Encoder>())
+ScreenCapture::ScreenCapture(bool microphone, std::shared_ptr<const DeviceAudio> audio, int framesPerSecond)
+    : microphone_(microphone),
+      audio_(std::move(audio)),
+      framesPerSecond_(framesPerSecond),
+      encoder_(std::make_shared<Encoder>(framesPerSecond))
 { }
 
 ScreenCapture::~ScreenCapture()
@@ -92,12 +89,7 @@ ScreenCapture::~ScreenCapture()
     timer_.reset();
     // Movies left open are completed with what they have, before anyone
     // removes the folder they are in.
-    encoder_->post(encoder_, [encoder = encoder_.get()] {
-        for (const auto& movie : encoder->movies) {
-            movie->writer.reset();
-        }
-        encoder->movies.clear();
-    });
+    encoder_->post(encoder_, [encoder = encoder_.get()] { encoder->movies.closeAll(); });
     if (!encoder_->waitUntilAtMost(0)) {
         Log::error("Screen capture: the encoder did not finish in time");
     }
@@ -165,6 +157,11 @@ void ScreenCapture::setFrameObserver(FrameObserver observer)
     observer_ = std::move(observer);
 }
 
+void ScreenCapture::setFrameSink(FrameSink sink)
+{
+    sink_ = std::move(sink);
+}
+
 std::shared_ptr<ScreenCapture::Movie> ScreenCapture::openMovie(const std::string& path)
 {
     takeDueFrames();
@@ -177,21 +174,20 @@ std::shared_ptr<ScreenCapture::Movie> ScreenCapture::openMovie(const std::string
     auto writer = MovieWriter::create(path,
         { .width = screen.width(),
             .height = screen.height(),
-            .framesPerSecond = FramesPerSecond,
+            .framesPerSecond = framesPerSecond_,
             .audioChannels = 1,
             .audioSampleRate = AudioSampleRate });
     if (!writer) {
         return nullptr;
     }
-    auto movie = std::make_shared<Movie>();
-    movie->writer = std::move(writer);
-    movie->origin = time();
+    auto movie = std::make_shared<Movie>(std::move(writer), time());
+    ++moviesOpen_;
     // The movie opens on the picture the screen shows now, the one taken last.
     encoder_->post(encoder_, [encoder = encoder_.get(), movie, picture = lastPicture_] {
         if (picture) {
-            movie->writer->addFrame(*picture, 0);
+            movie->writer()->addFrame(*picture, 0);
         }
-        encoder->movies.push_back(movie);
+        encoder->movies.add(movie);
     });
     return movie;
 }
@@ -202,23 +198,22 @@ bool ScreenCapture::closeMovie(const std::shared_ptr<Movie>& movie)
         return false;
     }
     takeDueFrames();
-    encoder_->post(encoder_, [encoder = encoder_.get(), movie] {
-        std::erase(encoder->movies, movie);
-        if (movie->writer) {
-            movie->written = movie->writer->finish();
-            movie->writer.reset();
-        }
-    });
+    if (moviesOpen_ > 0) {
+        --moviesOpen_;
+    }
+    // Written on the encoding queue, read once the queue has run the close.
+    auto written = std::make_shared<bool>(false);
+    encoder_->post(encoder_, [encoder = encoder_.get(), movie, written] { *written = encoder->movies.close(movie); });
     if (!encoder_->waitUntilAtMost(0)) {
         Log::error("Screen capture: the encoder did not finish in time");
         return false;
     }
-    return movie->written;
+    return *written;
 }
 
 void ScreenCapture::schedule()
 {
-    const double next = static_cast<double>(nextFrame_) / FramesPerSecond;
+    const double next = static_cast<double>(nextFrame_) / framesPerSecond_;
     timer_ = Clock::scheduleAfter(next - time() + kSlotTolerance, [weak = weak_from_this()] {
         // A timer that was already due when the capture paused or stopped sets no other.
         if (const auto capture = weak.lock(); capture && !capture->stopped_ && !capture->pausedAt_) {
@@ -234,7 +229,7 @@ void ScreenCapture::takeDueFrames()
         return;
     }
     const double now = time();
-    const auto last = static_cast<std::int64_t>(std::floor((now * FramesPerSecond) + kSlotTolerance));
+    const auto last = static_cast<std::int64_t>(std::floor((now * framesPerSecond_) + kSlotTolerance));
     if (last < nextFrame_) {
         return;
     }
@@ -243,43 +238,36 @@ void ScreenCapture::takeDueFrames()
     if (observer_) {
         observer_(*picture, now);
     }
-    const auto first = nextFrame_;
+    Frame frame { picture, nextFrame_, last, {}, nextSample_ };
     nextFrame_ = last + 1;
     lastPicture_ = picture;
-
-    std::vector<std::int16_t> samples;
-    const double audioStart = static_cast<double>(nextSample_) / AudioSampleRate;
-    if (const auto end = std::llround(now * AudioSampleRate); end > nextSample_) {
+    if (const std::int64_t end = std::llround(now * AudioSampleRate); end > nextSample_) {
         // The device's sound at the device times these samples were played.
-        samples.resize(static_cast<std::size_t>(end - nextSample_));
-        audio_->mix(DeviceAudio::sampleAt(startUptime_ + pausedTotal_) + nextSample_, samples, microphone_);
+        frame.samples.resize(static_cast<std::size_t>(end - nextSample_));
+        audio_->mix(DeviceAudio::sampleAt(startUptime_ + pausedTotal_) + nextSample_, frame.samples, microphone_);
         nextSample_ = end;
+    }
+    if (sink_) {
+        sink_(frame);
+    }
+    if (moviesOpen_ == 0) {
+        return;
     }
 
     // Bounded memory: a picture waits for the encoder rather than the encoder for pictures.
     if (!encoder_->waitUntilAtMost(kMostWaiting)) {
         Log::error("Screen capture: the encoder did not finish in time");
     }
-    encoder_->post(encoder_,
-        [encoder = encoder_.get(), picture = std::move(picture), first, last, samples = std::move(samples),
-            audioStart] {
-            for (const auto& movie : encoder->movies) {
-                for (auto frame = first; frame <= last; ++frame) {
-                    const double at = (static_cast<double>(frame) / FramesPerSecond) - movie->origin;
-                    if (at >= 0) {
-                        movie->writer->addFrame(*picture, at);
-                    }
-                }
-                // Audio from before the movie opened is left out.
-                const auto skipped = static_cast<std::size_t>(
-                    std::clamp<std::int64_t>(std::llround((movie->origin - audioStart) * AudioSampleRate), 0,
-                        static_cast<std::int64_t>(samples.size())));
-                if (skipped < samples.size()) {
-                    movie->writer->addAudio(samples.data() + skipped, samples.size() - skipped,
-                        audioStart + (static_cast<double>(skipped) / AudioSampleRate) - movie->origin);
-                }
-            }
-        });
+    encoder_->post(encoder_, [encoder = encoder_.get(), frame = std::move(frame)] {
+        const auto& taken = *frame.picture;
+        // A bitmap's pixel words, read as the bytes they are in memory.
+        const auto* bytes
+            = reinterpret_cast<const std::uint8_t*>( // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+                taken.data());
+        encoder->movies.addFrames(bytes, taken.width(), taken.height(), taken.stride(),
+            MovieWriter::PixelLayout::NativeARGB32, frame.first, frame.last);
+        encoder->movies.addAudio(frame.samples, frame.firstSample);
+    });
 }
 
 } // namespace lumora::platform::host

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "platform/foundation/Noncopyable.h"
+#include "platform/host/media/CapturedMovies.h"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lumora::platform::host {
 
@@ -17,7 +19,8 @@ class DeviceAudio;
 /// display draws it (`SimulatedDisplay::drawScreen`), at a fixed frame rate
 /// on the device clock, with the device's sound (`DeviceAudio`: what the
 /// application plays, and what the microphone hears when asked for), and
-/// writes it into movies (`MovieWriter`).
+/// writes it into movies (`MovieWriter`, through `CapturedMovies`) or hands it
+/// to a sink (`setFrameSink`: the recording service's process encodes it there).
 ///
 /// The capture's time starts at 0 when it starts and stands still while it
 /// is paused, so a movie has no gap for a pause. Frames are taken by timers
@@ -37,18 +40,33 @@ class DeviceAudio;
 /// up). Closing a movie waits, bounded, for its encoding to end.
 class ScreenCapture : private platform::Noncopyable, public std::enable_shared_from_this<ScreenCapture> {
 public:
+    /// The frame rate a capture has unless it is made with another.
     static constexpr int FramesPerSecond = 30;
     static constexpr int AudioSampleRate = 44100;
 
     /// One movie being written from the capture.
-    class Movie;
+    using Movie = CapturedMovies::Movie;
     /// Called on the MainQueue with each picture the capture takes and its time.
     using FrameObserver = std::function<void(const Bitmap& picture, double time)>;
+    /// One picture taken: it fills frame slots `first` to `last` (slot n is
+    /// shown from n / framesPerSecond capture seconds on), and the sound
+    /// captured with it begins at capture sample `firstSample`.
+    struct Frame {
+        std::shared_ptr<const Bitmap> picture;
+        std::int64_t first = 0;
+        std::int64_t last = 0;
+        std::vector<std::int16_t> samples;
+        std::int64_t firstSample = 0;
+    };
+    /// Called on the MainQueue with each picture taken, in order.
+    using FrameSink = std::function<void(const Frame& frame)>;
 
-    /// A capture that has not started. Its movies' sound is `audio` (a device
-    /// audio of its own when null) at the device times captured: the
-    /// application's, with the microphone's mixed in when `microphone`.
-    static std::shared_ptr<ScreenCapture> make(bool microphone, std::shared_ptr<const DeviceAudio> audio = nullptr);
+    /// A capture that has not started, at `framesPerSecond`. Its movies'
+    /// sound is `audio` (a device audio of its own when null) at the device
+    /// times captured: the application's, with the microphone's mixed in when
+    /// `microphone`.
+    static std::shared_ptr<ScreenCapture> make(
+        bool microphone, std::shared_ptr<const DeviceAudio> audio = nullptr, int framesPerSecond = FramesPerSecond);
     ~ScreenCapture();
 
     /// Starts taking frames: the first one now, at time 0.
@@ -72,20 +90,27 @@ public:
 
     /// Hears every picture taken from now on (empty: nobody).
     void setFrameObserver(FrameObserver observer);
+    /// Hands every picture taken from now on, with its slots and its sound, to `sink`.
+    void setFrameSink(FrameSink sink);
+
+    [[nodiscard]] int framesPerSecond() const { return framesPerSecond_; }
 
 private:
     struct Encoder;
 
-    ScreenCapture(bool microphone, std::shared_ptr<const DeviceAudio> audio);
+    ScreenCapture(bool microphone, std::shared_ptr<const DeviceAudio> audio, int framesPerSecond);
     void schedule();
     void takeDueFrames();
     [[nodiscard]] double uptime() const;
 
     bool microphone_;
     std::shared_ptr<const DeviceAudio> audio_;
+    int framesPerSecond_;
     std::shared_ptr<Encoder> encoder_;
+    std::size_t moviesOpen_ = 0;
     std::shared_ptr<void> timer_;
     FrameObserver observer_;
+    FrameSink sink_;
     std::shared_ptr<const Bitmap> lastPicture_;
     bool started_ = false;
     bool stopped_ = false;

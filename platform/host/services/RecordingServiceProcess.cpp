@@ -33,6 +33,7 @@ namespace {
 // The descriptors the program finds its socket and its stall notice on.
 constexpr int kSocketDescriptor = 3;
 constexpr int kStallDescriptor = 4;
+constexpr int kCaptureDescriptor = 5;
 constexpr std::string_view kFrameworkDevicePath = "/System/Library/Frameworks/Lumora.framework";
 
 // The host folder behind the process's movie folder.
@@ -64,6 +65,14 @@ int RecordingServiceProcess::connect()
         return -1;
     }
     const int childSocket = above(sockets[1]);
+    std::array<int, 2> captureSockets { -1, -1 };
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, captureSockets.data()) != 0) {
+        Log::error("Recording service: no socket pair");
+        ::close(sockets[0]);
+        ::close(childSocket);
+        return -1;
+    }
+    const int childCapture = above(captureSockets[1]);
     std::array<int, 2> stall { -1, -1 };
     if (!stallSelector_.empty() && ::pipe2(stall.data(), O_CLOEXEC) == 0) {
         stall[1] = above(stall[1]);
@@ -75,14 +84,19 @@ int RecordingServiceProcess::connect()
     device.mountDirectory(std::string(MoviesDirectory), moviesFolder());
     const auto movie = device.resolvePath(std::string(kFrameworkDevicePath) + "/srecorder.mp4");
 
-    std::vector<std::string> arguments { program, "--socket", std::to_string(kSocketDescriptor), "--movie", movie,
-        "--movies-folder", moviesFolder(), "--movies-device-folder", std::string(MoviesDirectory) };
+    std::vector<std::string> arguments { program, "--socket", std::to_string(kSocketDescriptor), "--capture-socket",
+        std::to_string(kCaptureDescriptor), "--movie", movie, "--movies-folder", moviesFolder(),
+        "--movies-device-folder", std::string(MoviesDirectory) };
+    if (holdFrameSlots_) {
+        arguments.insert(arguments.end(), { "--hold-frame-slots", "1" });
+    }
     if (diskQuota_) {
         arguments.insert(arguments.end(), { "--quota", std::to_string(*diskQuota_) });
     }
     posix_spawn_file_actions_t actions {};
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, childSocket, kSocketDescriptor);
+    posix_spawn_file_actions_adddup2(&actions, childCapture, kCaptureDescriptor);
     if (stall[1] >= 0) {
         posix_spawn_file_actions_adddup2(&actions, stall[1], kStallDescriptor);
         arguments.insert(arguments.end(),
@@ -98,12 +112,14 @@ int RecordingServiceProcess::connect()
     const int spawned = ::posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     ::close(childSocket);
+    ::close(childCapture);
     if (stall[1] >= 0) {
         ::close(stall[1]);
     }
     if (spawned != 0) {
         Log::error("Recording service: %s could not be started", program);
         ::close(sockets[0]);
+        ::close(captureSockets[0]);
         if (stall[0] >= 0) {
             ::close(stall[0]);
         }
@@ -111,6 +127,7 @@ int RecordingServiceProcess::connect()
     }
     pid_ = pid;
     stallPipe_ = stall[0];
+    capture_ = RecordingServiceCapture::open(captureSockets[0], { .framesPerSecond = framesPerSecond_ });
     ++launches_;
     return sockets[0];
 }
@@ -125,6 +142,24 @@ void RecordingServiceProcess::setDiskQuota(std::optional<std::uint64_t> bytes)
 {
     std::lock_guard lock(mutex_);
     diskQuota_ = bytes;
+}
+
+void RecordingServiceProcess::setCaptureFramesPerSecond(int framesPerSecond)
+{
+    std::lock_guard lock(mutex_);
+    framesPerSecond_ = framesPerSecond;
+}
+
+void RecordingServiceProcess::holdFrameSlots(bool hold)
+{
+    std::lock_guard lock(mutex_);
+    holdFrameSlots_ = hold;
+}
+
+std::shared_ptr<RecordingServiceCapture> RecordingServiceProcess::capture() const
+{
+    std::lock_guard lock(mutex_);
+    return capture_;
 }
 
 void RecordingServiceProcess::stallBeforeReplyingTo(std::string selector)
@@ -205,6 +240,12 @@ void RecordingServiceProcess::reset()
     program_.clear();
     stallSelector_.clear();
     diskQuota_.reset();
+    framesPerSecond_ = ScreenCapture::FramesPerSecond;
+    holdFrameSlots_ = false;
+    if (capture_) {
+        capture_->close();
+        capture_.reset();
+    }
     launches_ = 0;
 }
 

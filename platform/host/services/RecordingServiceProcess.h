@@ -1,8 +1,11 @@
 #pragma once
 
+#include "platform/host/services/RecordingServiceCapture.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -18,9 +21,13 @@ namespace lumora::platform::host {
 /// went away. The two talk over a Unix-domain socket pair; the program's end
 /// is handed over at start, so nothing is left in the file system.
 ///
-/// The program answers a start granting what was asked, and a stop with a
-/// movie it writes into its own folder (`MoviesDirectory`, a device path
-/// mounted onto a temporary host folder removed at exit).
+/// The program answers a start granting what was asked and records the
+/// screen: the device captures it and hands the pictures and the microphone's
+/// sound over a second channel (`RecordingServiceCapture`, frames in shared
+/// memory), and the program encodes them into a fragmented movie in its own
+/// folder (`MoviesDirectory`, a device path mounted onto a temporary host
+/// folder removed at exit), which plays up to its last fragment even when the
+/// process is killed. A stop completes the movie and answers with its URL.
 ///
 /// For fault tests the device can tell the next started process to stop
 /// before it answers one operation (`stallBeforeReplyingTo`), wait until it
@@ -40,9 +47,20 @@ public:
     /// The program started; by default the one the build made.
     void setProgram(std::string path);
     /// Bytes the service's movie folder may hold, from the next started
-    /// process on (nullopt: as many as the disk takes). A movie that does not
-    /// fit is not written, and the stop that asked for it fails with -5805.
+    /// process on (nullopt: as many as the disk takes). When a recording's
+    /// movie fills what is left, the service stops the recording, keeps the
+    /// movie so far and tells the application (-5805); a stop that would copy
+    /// the canned movie into a folder without room for it fails with -5805.
     void setDiskQuota(std::optional<std::uint64_t> bytes);
+    /// The frame rate the screen is captured at for the next started
+    /// process's recordings (initially `ScreenCapture::FramesPerSecond`).
+    void setCaptureFramesPerSecond(int framesPerSecond);
+    /// Makes the next started process a slow one that never gives a frame
+    /// slot back: once every slot is held the device drops its pictures.
+    void holdFrameSlots(bool hold);
+    /// The device's side of the running (or last) process's capture channel;
+    /// null before a process was started.
+    [[nodiscard]] std::shared_ptr<RecordingServiceCapture> capture() const;
     /// The next started process stops before it answers `selector` (with
     /// colons) and waits to be killed; empty: it answers everything.
     void stallBeforeReplyingTo(std::string selector);
@@ -67,6 +85,9 @@ private:
     std::string program_;
     std::string stallSelector_;
     std::optional<std::uint64_t> diskQuota_;
+    int framesPerSecond_ = ScreenCapture::FramesPerSecond;
+    bool holdFrameSlots_ = false;
+    std::shared_ptr<RecordingServiceCapture> capture_;
     pid_t pid_ = -1;
     int stallPipe_ = -1;
     std::size_t launches_ = 0;
