@@ -7,6 +7,10 @@
 // through the connection's queue to the MainQueue; the start has the device
 // begin capturing (one picture) and the stop has the service complete its movie.
 //
+// answerRoundTrip: over the connection, a request the service answers
+// without work of its own (a discard with nothing to discard): the crossing
+// alone. (The local proxy never answers a discard, so it has no such case.)
+//
 // captureAndEncode: recording a 750 x 1334 screen through the service: the
 // device composites each frame on the MainQueue into a shared-memory slot,
 // the service encodes it (H.264 and AAC, a fragmented movie). One iteration is
@@ -62,18 +66,41 @@ SimulatedDevice& preparedDevice()
     return device;
 }
 
-void requestRoundTrip(benchmark::State& state, bool overConnection)
+// A proxy to the service, over the connection the device offers or local;
+// null (and the state says why) when the device offers none.
+std::shared_ptr<LMDaemonProxy> proxyFor(benchmark::State& state, bool overConnection)
 {
     auto& device = preparedDevice();
-    const auto proxy = std::make_shared<LMDaemonProxy>();
+    auto proxy = std::make_shared<LMDaemonProxy>();
     if (overConnection) {
         device.recordingService().setRunsInOwnProcess(true);
         proxy->setConnection(lumora::platform::ServiceConnection::connectionToService(
             std::string(lumora::platform::host::RecordingServiceProcess::ServiceName)));
         if (!proxy->connection()) {
             state.SkipWithError("the device offers no connection to the service");
-            return;
+            return nullptr;
         }
+    }
+    return proxy;
+}
+
+void endProxy(const std::shared_ptr<LMDaemonProxy>& proxy, bool overConnection)
+{
+    auto& device = SimulatedDevice::shared();
+    if (overConnection) {
+        proxy->setConnection(nullptr);
+        device.recordingService().process().kill();
+        device.recordingService().setRunsInOwnProcess(false);
+    }
+    device.recordingService().clearRequests();
+}
+
+void requestRoundTrip(benchmark::State& state, bool overConnection)
+{
+    auto& device = preparedDevice();
+    const auto proxy = proxyFor(state, overConnection);
+    if (!proxy) {
+        return;
     }
     std::int64_t failures = 0;
     std::int64_t roundTrips = 0;
@@ -104,12 +131,34 @@ void requestRoundTrip(benchmark::State& state, bool overConnection)
         }
     }
     state.counters["failures"] = static_cast<double>(failures);
-    if (overConnection) {
-        proxy->setConnection(nullptr);
-        device.recordingService().process().kill();
-        device.recordingService().setRunsInOwnProcess(false);
+    endProxy(proxy, overConnection);
+}
+
+// The round trip of a request that the service answers without work of its
+// own (a discard with no movie to discard): what crossing to the service's
+// process and back costs, without the capture a start sets up and the movie
+// a stop completes.
+void answerRoundTrip(benchmark::State& state)
+{
+    auto& device = preparedDevice();
+    const auto proxy = proxyFor(state, true);
+    if (!proxy) {
+        return;
     }
-    device.recordingService().clearRequests();
+    std::int64_t roundTrips = 0;
+    for (auto _ : state) {
+        bool answered = false;
+        proxy->discardRecordingWithHandler([&answered] { answered = true; });
+        MainQueue::runUntil([&answered] { return answered; }, kReplyTimeout);
+        if (!answered) {
+            state.SkipWithError("a request was not answered");
+            break;
+        }
+        if (++roundTrips % 1024 == 0) {
+            device.recordingService().clearRequests();
+        }
+    }
+    endProxy(proxy, true);
 }
 
 using lumora::platform::Color;
@@ -348,6 +397,7 @@ void recordingMemory(benchmark::State& state, int seconds)
 
 BENCHMARK_CAPTURE(requestRoundTrip, connection, true)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(requestRoundTrip, local, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK(answerRoundTrip)->Name("answerRoundTrip/connection")->Unit(benchmark::kMicrosecond);
 // The cases' names are fixed: "fps:30", not the spaced form a formatter would make of it.
 // clang-format off
 BENCHMARK_CAPTURE(captureAndEncode, fps:30, 30)->Unit(benchmark::kMillisecond);
