@@ -1,7 +1,9 @@
 #include "platform/host/services/RecordingServiceProcess.h"
 #include "platform/graphics/Color.h"
+#include "platform/host/media/CameraPicture.h"
 #include "platform/host/media/DeviceAudio.h"
 #include "platform/host/media/FrameRing.h"
+#include "platform/ui/Screen.h"
 #include "platform/ui/View.h"
 #include "recording/LMDaemonProxy.h"
 #include "tests/harness/MovieProbe.h"
@@ -214,6 +216,59 @@ TEST_F(ServiceProcessTest, RecordsTheScreenThroughTheServiceProcessIntoAMovieWit
         EXPECT_LT(microphoneAt(*movie, time), 0.02) << time;
     }
     EXPECT_EQ(process().launches(), 1U);
+}
+
+// The camera's picture, shown by the application where the recorder's preview
+// sits, is in the movie the service's process writes; without the camera, the
+// same place shows the application.
+TEST_F(ServiceProcessTest, TheCameraPictureIsInTheServicesMovieWhenGranted)
+{
+    // Where the preview sits, found by the first recording and looked at in both.
+    platform::Rect frame;
+    const auto faceShare = [this, &frame](bool camera) {
+        CallbackRecorder<ErrorRef> started;
+        recorder->startRecordingWithMicrophoneEnabled_cameraEnabled_streamingEnabled_handler(
+            false, camera, false, started.callback());
+        EXPECT_TRUE(started.wait());
+        drainMainQueue();
+        // The application shows the preview when the camera was granted.
+        const auto preview = camera ? recorder->cameraPreviewView() : nullptr;
+        EXPECT_EQ(preview != nullptr, camera);
+        if (preview) {
+            appWindow->addSubview(preview);
+            frame = preview->frame();
+        }
+        wait(1);
+        const auto [movieURL, error] = stop();
+        EXPECT_EQ(error, nullptr);
+        if (preview) {
+            preview->removeFromSuperview();
+        }
+        const auto picture = movieURL ? decodePictureAt(device().resolvePath(movieURL->path()), 0.5) : std::nullopt;
+        EXPECT_TRUE(picture.has_value());
+        if (!picture) {
+            return 0.0;
+        }
+        const double scale = picture->width / platform::Screen::mainScreen()->bounds().size.width;
+        const platform::host::CameraPicture::Colour face = platform::host::CameraPicture::Face;
+        const MovieContents::Colour yellow { static_cast<int>(face.red * 255), static_cast<int>(face.green * 255),
+            static_cast<int>(face.blue * 255) };
+        int inside = 0;
+        int yellowPixels = 0;
+        for (int y = static_cast<int>(frame.origin.y * scale); y < (frame.origin.y + frame.size.height) * scale; ++y) {
+            for (int x = static_cast<int>(frame.origin.x * scale); x < (frame.origin.x + frame.size.width) * scale;
+                 ++x) {
+                if (const auto pixel = picture->pixelAt(x, y)) {
+                    ++inside;
+                    yellowPixels += closeColours(*pixel, yellow, 40) ? 1 : 0;
+                }
+            }
+        }
+        return inside == 0 ? 0.0 : static_cast<double>(yellowPixels) / inside;
+    };
+    // The face fills about a quarter of the picture, which the preview fits.
+    EXPECT_GT(faceShare(true), 0.1);
+    EXPECT_LT(faceShare(false), 0.01);
 }
 
 TEST_F(ServiceProcessTest, AServiceThatHoldsItsFrameSlotsCostsDroppedPicturesNotMemoryAndKeepsItsSound)
