@@ -203,39 +203,55 @@ bool isPackableText(std::string_view text)
         && std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7E; });
 }
 
-// The bytes `dictionary` takes in a record; nullopt when it is not a payload.
-std::optional<std::size_t> packedSize(const Dictionary& dictionary)
+// Whether `dictionary` is a payload: numbers, booleans and data under printable keys.
+bool isPackable(const Dictionary& dictionary)
 {
-    std::size_t size = sizeof(std::uint32_t);
-    for (const auto& [key, value] : dictionary) {
-        if (!isPackableText(key)) {
-            return std::nullopt;
-        }
-        size += sizeof(std::uint16_t) + key.size() + 1;
-        if (value.isInteger() || value.isReal()) {
-            size += sizeof(std::int64_t);
-        } else if (value.isBool()) {
-            size += 1;
-        } else if (const auto* data = value.data();
-                   data != nullptr && data->length() <= std::numeric_limits<std::uint32_t>::max()) {
-            size += sizeof(std::uint32_t) + data->length();
-        } else {
-            return std::nullopt;
-        }
-    }
-    return size;
+    return std::all_of(dictionary.begin(), dictionary.end(), [](const auto& entry) {
+        const auto& [key, value] = entry;
+        const auto* data = value.data();
+        return isPackableText(key)
+            && (value.isInteger() || value.isReal() || value.isBool()
+                || (data != nullptr && data->length() <= std::numeric_limits<std::uint32_t>::max()));
+    });
 }
 
+bool isPackable(const Value& value)
+{
+    if (const auto list = value.array()) {
+        return std::all_of(list->begin(), list->end(), [](const Value& element) {
+            const auto dictionary = element.dictionary();
+            return dictionary && isPackable(*dictionary);
+        });
+    }
+    const auto dictionary = value.dictionary();
+    return dictionary && isPackable(*dictionary);
+}
+
+// The bytes of a data value of this length or more start on a boundary of
+// `kPackedAlignment` in the block (the record itself starts on one), where
+// copying them in and out is fastest.
+constexpr std::size_t kPackedAlignment = 64;
+
+std::size_t packedPadding(std::size_t at, std::size_t length)
+{
+    return length >= SharedPayloadRegion::MinimumSharedLength
+        ? (kPackedAlignment - at % kPackedAlignment) % kPackedAlignment
+        : 0;
+}
+
+// Writes a record at `base`, or only measures it when `base` is null.
 class PackedWriter {
 public:
-    explicit PackedWriter(std::span<std::uint8_t> room) : at_(room.data()) { }
+    explicit PackedWriter(std::uint8_t* base) : base_(base) { }
+
+    [[nodiscard]] std::size_t size() const { return at_; }
 
     void put(const void* bytes, std::size_t length)
     {
-        if (length > 0) {
-            std::memcpy(at_, bytes, length);
-            at_ += length; // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic)
+        if (base_ != nullptr && length > 0) {
+            std::memcpy(base_ + at_, bytes, length); // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic)
         }
+        at_ += length;
     }
     template <typename T> void put(T value) { put(&value, sizeof value); }
     void text(std::string_view text)
@@ -261,68 +277,52 @@ public:
                 const auto& data = *value.data();
                 put(PackedKind::Bytes);
                 put(static_cast<std::uint32_t>(data.length()));
+                at_ += packedPadding(at_, data.length());
                 put(data.bytes(), data.length());
+            }
+        }
+    }
+    void items(const std::vector<std::pair<std::string, Value>>& values)
+    {
+        put(kPackedMagic);
+        put(static_cast<std::uint32_t>(values.size()));
+        for (const auto& [label, value] : values) {
+            text(label);
+            if (const auto list = value.array()) {
+                put(PackedShape::List);
+                put(static_cast<std::uint32_t>(list->size()));
+                for (const auto& element : *list) {
+                    dictionary(*element.dictionary());
+                }
+            } else {
+                put(PackedShape::Dictionary);
+                dictionary(*value.dictionary());
             }
         }
     }
 
 private:
-    std::uint8_t* at_;
+    std::uint8_t* base_;
+    std::size_t at_ = 0;
 };
 
 // Writes `values` (labelled) as one packed record into `region`; the wire
 // form naming its place, or nullopt when they are not all payloads or do not fit.
 std::optional<Value> encodePacked(const std::vector<std::pair<std::string, Value>>& values, SharedPayloadRegion& region)
 {
-    std::size_t size = 2 * sizeof(std::uint32_t);
-    for (const auto& [label, value] : values) {
-        if (!isPackableText(label)) {
-            return std::nullopt;
-        }
-        size += sizeof(std::uint16_t) + label.size() + 1;
-        const auto list = value.array();
-        const auto single = value.dictionary();
-        if (list) {
-            size += sizeof(std::uint32_t);
-            for (const auto& element : *list) {
-                const auto dictionary = element.dictionary();
-                const auto bytes = dictionary ? packedSize(*dictionary) : std::nullopt;
-                if (!bytes) {
-                    return std::nullopt;
-                }
-                size += *bytes;
-            }
-        } else if (single) {
-            const auto bytes = packedSize(*single);
-            if (!bytes) {
-                return std::nullopt;
-            }
-            size += *bytes;
-        } else {
-            return std::nullopt;
-        }
+    if (!std::all_of(values.begin(), values.end(),
+            [](const auto& entry) { return isPackableText(entry.first) && isPackable(entry.second); })) {
+        return std::nullopt;
     }
+    PackedWriter measure(nullptr);
+    measure.items(values);
+    const auto size = measure.size();
     std::uint64_t offset = 0;
     const auto room = region.allocate(size, offset);
     if (room.data() == nullptr) {
         return std::nullopt;
     }
-    PackedWriter writer(room);
-    writer.put(kPackedMagic);
-    writer.put(static_cast<std::uint32_t>(values.size()));
-    for (const auto& [label, value] : values) {
-        writer.text(label);
-        if (const auto list = value.array()) {
-            writer.put(PackedShape::List);
-            writer.put(static_cast<std::uint32_t>(list->size()));
-            for (const auto& element : *list) {
-                writer.dictionary(*element.dictionary());
-            }
-        } else {
-            writer.put(PackedShape::Dictionary);
-            writer.dictionary(*value.dictionary());
-        }
-    }
+    PackedWriter(room.data()).items(values);
     return Value(std::make_shared<Dictionary>(Dictionary { { std::string(kPackedKey),
         Value(std::make_shared<Array>(
             Array { Value(static_cast<std::int64_t>(offset)), Value(static_cast<std::int64_t>(size)) })) } }));
@@ -477,9 +477,14 @@ private:
         }
         case PackedKind::Bytes: {
             std::uint32_t length = 0;
-            if (!get(length) || record_.size() - at_ < length) {
+            if (!get(length)) {
                 return false;
             }
+            const auto padding = packedPadding(at_, length);
+            if (record_.size() - at_ < padding || record_.size() - at_ - padding < length) {
+                return false;
+            }
+            at_ += padding;
             value = Value(Data(record_.data() + at_, length));
             at_ += length;
             return true;
