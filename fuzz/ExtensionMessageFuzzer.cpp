@@ -2,6 +2,7 @@
 // that decodes is read as a request's items (with payload bytes in a block of
 // shared memory) and as a reply's outcome, and its arguments as a relayed
 // message, a relayed reply, a request's end and an offer of operations.
+// The same bytes are also read as a packed record of payloads in the block.
 // Whatever is read stays within the block, the counts and the nesting it may have.
 #include "platform/host/extensions/ExtensionProtocol.h"
 #include "platform/host/extensions/SharedPayloadRegion.h"
@@ -32,10 +33,48 @@ const SharedPayloadRegion& region()
     return *block;
 }
 
+// A block the input is written into, to be read as a packed record.
+SharedPayloadRegion& recordBlock()
+{
+    static auto* const block = [] {
+        auto made = SharedPayloadRegion::create(std::size_t { 1 } << 20U);
+        if (!made) {
+            std::abort();
+        }
+        return made.release();
+    }();
+    return *block;
+}
+
+void readAsPackedRecord(const std::uint8_t* bytes, std::size_t length)
+{
+    auto& block = recordBlock();
+    block.rewind();
+    const auto offset = block.append(lumora::platform::Data(bytes, length));
+    if (!offset) {
+        return;
+    }
+    using lumora::platform::Array;
+    using lumora::platform::Dictionary;
+    using lumora::platform::Value;
+    const Value wire(std::make_shared<Dictionary>(Dictionary { { "$packed",
+        Value(std::make_shared<Array>(
+            Array { Value(static_cast<std::int64_t>(*offset)), Value(static_cast<std::int64_t>(length)) })) } }));
+    std::string refusal;
+    if (const auto items = ExtensionProtocol::decodeItems(wire, &block, &refusal)) {
+        if (items->size() > ExtensionProtocol::MaxItems) {
+            std::abort();
+        }
+    } else if (refusal.empty()) {
+        std::abort();
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t length)
 {
+    readAsPackedRecord(bytes, length);
     std::deque<int> descriptors;
     const auto decoded = MessageCodec::decode(std::span(bytes, length), descriptors);
     if (!decoded.message || decoded.message->arguments.empty()) {

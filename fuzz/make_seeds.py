@@ -141,6 +141,38 @@ def main():
           ["4F1C-REQUEST", 1, [{"$dict": {"channel": "main"}}]]))
     write("ExtensionMessage", "request-ended.bplist", message(2, 0, "requestDidEnd:outcome:",
           ["4F1C-REQUEST", [item("LMBroadcastExtensionKeyExtensionUserInfo", {"$dict": {"channel": "main"}})]]))
+    write("ExtensionMessage", "packed-place.bplist", message(0, 6, "beginRequestWithItems:files:",
+          [{"$dict": {"$packed": [0, 64]}}, []]))
+
+    # A packed record of payloads, as the host writes it into the shared block
+    # (the target reads its whole input as one too): items labelled, each a
+    # list of dictionaries (shape 1) or one (shape 2) of integers (1), reals
+    # (2), booleans (3) and data (4; 256 bytes or more start on a 64-byte boundary).
+    def text(value):
+        return struct.pack("<H", len(value)) + value
+
+    def entries(pairs):
+        out = struct.pack("<I", len(pairs))
+        for key, kind, value in pairs:
+            out += text(key) + bytes([kind]) + value
+        return out
+
+    def record(items):
+        out = struct.pack("<II", 0x4B504D4C, len(items))
+        for label, shape, dictionaries in items:
+            out += text(label) + bytes([shape])
+            if shape == 1:
+                out += struct.pack("<I", len(dictionaries))
+            for pairs in dictionaries:
+                out += entries(pairs)
+        return out
+
+    payload_entries = [(b"LMBroadcastProcessExtensionPayloadKeyNumSamples", 1, struct.pack("<q", 4)),
+                       (b"LMBroadcastProcessExtensionPayloadKeySampleType", 1, struct.pack("<q", 2)),
+                       (b"LMBroadcastProcessExtensionPayloadKeyTimingInfo", 4, struct.pack("<I", 8) + b"\x00" * 8),
+                       (b"rate", 2, struct.pack("<d", 44100.0)), (b"muted", 3, b"\x01")]
+    write("ExtensionMessage", "packed-record.bin",
+          record([(b"payload", 1, [payload_entries, payload_entries]), (b"action", 2, [payload_entries])]))
 
 
     # The lab's WAV files: 16-bit PCM, mono at the device's rate and stereo at half of it.

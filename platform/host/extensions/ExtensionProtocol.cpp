@@ -8,6 +8,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <span>
 
 namespace lumora::platform::host {
 
@@ -177,20 +181,373 @@ std::optional<Value> decodeValue(const Value& value, const SharedPayloadRegion* 
     return value;
 }
 
+// The packed record of items whose values are payloads, in the shared block:
+//
+//   record:     magic u32, item count u32, items
+//   item:       label (text), shape u8 (1: a list, 2: one dictionary),
+//               [dictionary count u32, for a list], dictionaries
+//   dictionary: entry count u32, entries
+//   entry:      key (text), kind u8, value
+//   text:       length u16, printable ASCII bytes
+//   values:     integer i64 | real f64 | boolean u8 (0 or 1) | data: length u32, bytes
+//
+// in the byte order of the machine both processes run on.
+constexpr std::uint32_t kPackedMagic = 0x4B504D4CU;
+constexpr std::string_view kPackedKey = "$packed";
+enum class PackedShape : std::uint8_t { List = 1, Dictionary = 2 };
+enum class PackedKind : std::uint8_t { Integer = 1, Real = 2, Boolean = 3, Bytes = 4 };
+
+bool isPackableText(std::string_view text)
+{
+    return text.size() <= ExtensionProtocol::MaxSelectorLength
+        && std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7E; });
+}
+
+// Whether `dictionary` is a payload: numbers, booleans and data under printable keys.
+bool isPackable(const Dictionary& dictionary)
+{
+    return std::all_of(dictionary.begin(), dictionary.end(), [](const auto& entry) {
+        const auto& [key, value] = entry;
+        const auto* data = value.data();
+        return isPackableText(key)
+            && (value.isInteger() || value.isReal() || value.isBool()
+                || (data != nullptr && data->length() <= std::numeric_limits<std::uint32_t>::max()));
+    });
+}
+
+bool isPackable(const Value& value)
+{
+    if (const auto list = value.array()) {
+        return std::all_of(list->begin(), list->end(), [](const Value& element) {
+            const auto dictionary = element.dictionary();
+            return dictionary && isPackable(*dictionary);
+        });
+    }
+    const auto dictionary = value.dictionary();
+    return dictionary && isPackable(*dictionary);
+}
+
+// The bytes of a data value of this length or more start on a boundary of
+// `kPackedAlignment` in the block (the record itself starts on one), where
+// copying them in and out is fastest.
+constexpr std::size_t kPackedAlignment = 64;
+
+std::size_t packedPadding(std::size_t at, std::size_t length)
+{
+    return length >= SharedPayloadRegion::MinimumSharedLength
+        ? (kPackedAlignment - at % kPackedAlignment) % kPackedAlignment
+        : 0;
+}
+
+// Writes a record at `base`, or only measures it when `base` is null.
+class PackedWriter {
+public:
+    explicit PackedWriter(std::uint8_t* base) : base_(base) { }
+
+    [[nodiscard]] std::size_t size() const { return at_; }
+
+    void put(const void* bytes, std::size_t length)
+    {
+        if (base_ != nullptr && length > 0) {
+            std::memcpy(base_ + at_, bytes, length); // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic)
+        }
+        at_ += length;
+    }
+    template <typename T> void put(T value) { put(&value, sizeof value); }
+    void text(std::string_view text)
+    {
+        put(static_cast<std::uint16_t>(text.size()));
+        put(text.data(), text.size());
+    }
+    void dictionary(const Dictionary& dictionary)
+    {
+        put(static_cast<std::uint32_t>(dictionary.size()));
+        for (const auto& [key, value] : dictionary) {
+            text(key);
+            if (value.isInteger()) {
+                put(PackedKind::Integer);
+                put(value.int64Value());
+            } else if (value.isReal()) {
+                put(PackedKind::Real);
+                put(value.doubleValue());
+            } else if (value.isBool()) {
+                put(PackedKind::Boolean);
+                put(static_cast<std::uint8_t>(value.boolValue() ? 1 : 0));
+            } else {
+                const auto& data = *value.data();
+                put(PackedKind::Bytes);
+                put(static_cast<std::uint32_t>(data.length()));
+                at_ += packedPadding(at_, data.length());
+                put(data.bytes(), data.length());
+            }
+        }
+    }
+    void items(const std::vector<std::pair<std::string, Value>>& values)
+    {
+        put(kPackedMagic);
+        put(static_cast<std::uint32_t>(values.size()));
+        for (const auto& [label, value] : values) {
+            text(label);
+            if (const auto list = value.array()) {
+                put(PackedShape::List);
+                put(static_cast<std::uint32_t>(list->size()));
+                for (const auto& element : *list) {
+                    dictionary(*element.dictionary());
+                }
+            } else {
+                put(PackedShape::Dictionary);
+                dictionary(*value.dictionary());
+            }
+        }
+    }
+
+private:
+    std::uint8_t* base_;
+    std::size_t at_ = 0;
+};
+
+// Writes `values` (labelled) as one packed record into `region`; the wire
+// form naming its place, or nullopt when they are not all payloads or do not fit.
+std::optional<Value> encodePacked(const std::vector<std::pair<std::string, Value>>& values, SharedPayloadRegion& region)
+{
+    if (!std::all_of(values.begin(), values.end(),
+            [](const auto& entry) { return isPackableText(entry.first) && isPackable(entry.second); })) {
+        return std::nullopt;
+    }
+    PackedWriter measure(nullptr);
+    measure.items(values);
+    const auto size = measure.size();
+    std::uint64_t offset = 0;
+    const auto room = region.allocate(size, offset);
+    if (room.data() == nullptr) {
+        return std::nullopt;
+    }
+    PackedWriter(room.data()).items(values);
+    return Value(std::make_shared<Dictionary>(Dictionary { { std::string(kPackedKey),
+        Value(std::make_shared<Array>(
+            Array { Value(static_cast<std::int64_t>(offset)), Value(static_cast<std::int64_t>(size)) })) } }));
+}
+
+// Reads a packed record, refusing anything that leaves it, breaks its form
+// or asks for more values than one request may have.
+class PackedReader {
+public:
+    PackedReader(std::span<const std::uint8_t> record, std::string* refusal) : record_(record), refusal_(refusal) { }
+
+    std::optional<ExtensionItems> items()
+    {
+        std::uint32_t magic = 0;
+        std::uint32_t count = 0;
+        if (!get(magic) || magic != kPackedMagic || !get(count)) {
+            return refuse("a packed record that is not one");
+        }
+        if (count > ExtensionProtocol::MaxItems) {
+            return refuse(fmt::format("{} items, more than {}", count, ExtensionProtocol::MaxItems));
+        }
+        ExtensionItems items;
+        items.reserve(count);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            std::string label;
+            PackedShape shape {};
+            if (!text(label) || !get(shape)) {
+                return refuse("a malformed packed item");
+            }
+            if (shape == PackedShape::List) {
+                std::uint32_t length = 0;
+                if (!get(length) || !spend(length)) {
+                    return refuse("a packed list longer than a request may be");
+                }
+                auto list = std::make_shared<Array>();
+                list->reserve(length);
+                for (std::uint32_t k = 0; k < length; ++k) {
+                    auto dictionary = this->dictionary();
+                    if (!dictionary) {
+                        return std::nullopt;
+                    }
+                    list->emplace_back(std::move(dictionary));
+                }
+                items.push_back(ExtensionRequest::labelledItem(label, Value(std::move(list))));
+            } else if (shape == PackedShape::Dictionary && spend(1)) {
+                auto dictionary = this->dictionary();
+                if (!dictionary) {
+                    return std::nullopt;
+                }
+                items.push_back(ExtensionRequest::labelledItem(label, Value(std::move(dictionary))));
+            } else {
+                return refuse("a packed item of an unknown shape");
+            }
+        }
+        if (at_ != record_.size()) {
+            return refuse("a packed record with bytes after its items");
+        }
+        return items;
+    }
+
+private:
+    std::nullopt_t refuse(std::string why)
+    {
+        if (refusal_->empty()) {
+            *refusal_ = std::move(why);
+        }
+        return std::nullopt;
+    }
+
+    template <typename T> bool get(T& value)
+    {
+        if (record_.size() - at_ < sizeof value) {
+            return false;
+        }
+        std::memcpy(&value, record_.data() + at_, sizeof value);
+        at_ += sizeof value;
+        return true;
+    }
+
+    bool text(std::string& out)
+    {
+        std::uint16_t length = 0;
+        if (!get(length) || length > ExtensionProtocol::MaxSelectorLength || record_.size() - at_ < length) {
+            return false;
+        }
+        const auto* begin = reinterpret_cast<const char*>(record_.data() + at_); // NOLINT(*-reinterpret-cast)
+        out.assign(begin, length);
+        at_ += length;
+        return isPackableText(out);
+    }
+
+    bool spend(std::size_t values)
+    {
+        if (values > ExtensionProtocol::MaxPackedValues - spent_) {
+            return false;
+        }
+        spent_ += values;
+        return true;
+    }
+
+    DictionaryRef dictionary()
+    {
+        std::uint32_t count = 0;
+        if (!get(count) || !spend(count)) {
+            refuse("a packed dictionary larger than a request may have");
+            return nullptr;
+        }
+        auto dictionary = std::make_shared<Dictionary>();
+        for (std::uint32_t i = 0; i < count; ++i) {
+            std::string key;
+            PackedKind kind {};
+            if (!text(key) || !get(kind)) {
+                refuse("a malformed packed key");
+                return nullptr;
+            }
+            Value value;
+            if (!this->value(kind, value)) {
+                refuse("a malformed packed value");
+                return nullptr;
+            }
+            dictionary->emplace_hint(dictionary->end(), std::move(key), std::move(value));
+        }
+        return dictionary;
+    }
+
+    bool value(PackedKind kind, Value& value)
+    {
+        switch (kind) {
+        case PackedKind::Integer: {
+            std::int64_t number = 0;
+            if (!get(number)) {
+                return false;
+            }
+            value = Value(number);
+            return true;
+        }
+        case PackedKind::Real: {
+            double number = 0;
+            if (!get(number)) {
+                return false;
+            }
+            value = Value(number);
+            return true;
+        }
+        case PackedKind::Boolean: {
+            std::uint8_t flag = 0;
+            if (!get(flag) || flag > 1) {
+                return false;
+            }
+            value = Value(flag == 1);
+            return true;
+        }
+        case PackedKind::Bytes: {
+            std::uint32_t length = 0;
+            if (!get(length)) {
+                return false;
+            }
+            const auto padding = packedPadding(at_, length);
+            if (record_.size() - at_ < padding || record_.size() - at_ - padding < length) {
+                return false;
+            }
+            at_ += padding;
+            value = Value(Data(record_.data() + at_, length));
+            at_ += length;
+            return true;
+        }
+        }
+        return false;
+    }
+
+    std::span<const std::uint8_t> record_;
+    std::size_t at_ = 0;
+    std::size_t spent_ = 0;
+    std::string* refusal_;
+};
+
+std::optional<ExtensionItems> decodePacked(
+    const Dictionary& wire, const SharedPayloadRegion* region, std::string* refusal)
+{
+    const auto place = wire.valueForKey(kPackedKey).array();
+    if (wire.size() != 1 || !place || place->size() != 2 || !(*place)[0].isInteger() || !(*place)[1].isInteger()
+        || (*place)[0].int64Value() < 0 || (*place)[1].int64Value() < 0) {
+        *refusal = "items that are not a list";
+        return std::nullopt;
+    }
+    if (region == nullptr) {
+        *refusal = "a packed record without shared memory";
+        return std::nullopt;
+    }
+    const auto record = region->view(
+        static_cast<std::uint64_t>((*place)[0].int64Value()), static_cast<std::uint64_t>((*place)[1].int64Value()));
+    if (!record) {
+        *refusal = "a packed record outside the shared memory";
+        return std::nullopt;
+    }
+    return PackedReader(*record, refusal).items();
+}
+
 } // namespace
 
 Value ExtensionProtocol::encodeItems(const ExtensionItems& items, SharedPayloadRegion* region)
 {
-    auto wire = std::make_shared<Array>();
+    std::vector<std::pair<std::string, Value>> values;
+    values.reserve(items.size());
+    bool loaded = true;
     for (const auto& item : items) {
         if (!item) {
             continue;
         }
-        const std::string label = item->attributedTitle() ? item->attributedTitle()->string() : std::string();
-        const auto value = ExtensionRequest::loadValueOfItem({ item }, label, kLoadTimeout);
+        std::string label = item->attributedTitle() ? item->attributedTitle()->string() : std::string();
+        auto value = ExtensionRequest::loadValueOfItem({ item }, label, kLoadTimeout);
+        loaded = loaded && value.has_value();
+        values.emplace_back(std::move(label), value ? std::move(*value) : Value());
+    }
+    if (region != nullptr && loaded && values.size() <= MaxItems) {
+        if (auto packed = encodePacked(values, *region)) {
+            return std::move(*packed);
+        }
+    }
+    auto wire = std::make_shared<Array>();
+    wire->reserve(values.size());
+    for (const auto& [label, value] : values) {
         wire->push_back(Value(std::make_shared<Dictionary>(Dictionary {
             { std::string(kLabelKey), Value(label) },
-            { std::string(kValueKey), value ? encodeValue(*value, region) : Value() },
+            { std::string(kValueKey), encodeValue(value, region) },
         })));
     }
     return Value(std::move(wire));
@@ -201,6 +558,9 @@ std::optional<ExtensionItems> ExtensionProtocol::decodeItems(
 {
     std::string ignored;
     auto& reason = refusal != nullptr ? *refusal : ignored;
+    if (const auto packed = wire.dictionary()) {
+        return decodePacked(*packed, region, &reason);
+    }
     const auto array = wire.array();
     if (!array) {
         reason = "items that are not a list";

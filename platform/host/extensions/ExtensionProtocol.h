@@ -60,7 +60,11 @@ class SharedPayloadRegion;
 /// Items travel as an array of {"label", "value"} dictionaries. A data value
 /// of `SharedPayloadRegion::MinimumSharedLength` bytes or more that fits in
 /// the shared block travels as {"$shared": [offset, length]}, its bytes in the
-/// block. Whatever the other side sent is checked before it is trusted:
+/// block. Items whose values are all payloads (a dictionary, or a list of
+/// dictionaries, of numbers, booleans and data under printable ASCII keys)
+/// travel instead as one packed record in the shared block, the message
+/// holding only {"$packed": [offset, length]}: no value tree is built or
+/// encoded for them on either side. Whatever the other side sent is checked before it is trusted:
 /// bounded counts and nesting, places inside the block, and a refusal with a
 /// reason for anything else.
 class ExtensionProtocol {
@@ -90,6 +94,9 @@ public:
     static constexpr std::size_t MaxItems = 64;
     static constexpr std::size_t MaxFiles = 8;
     static constexpr std::size_t MaxDepth = 32;
+    /// Dictionaries and their entries in one packed record: what one request
+    /// may make the extension's process build.
+    static constexpr std::size_t MaxPackedValues = 16384;
 
     /// The wire form of `items`, each item's value loaded from its first
     /// attachment; large data values go into `region` when one is given.

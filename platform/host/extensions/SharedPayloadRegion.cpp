@@ -67,16 +67,35 @@ SharedPayloadRegion::~SharedPayloadRegion()
 
 std::optional<std::uint64_t> SharedPayloadRegion::append(const Data& data)
 {
-    const auto offset = (used_ + kAlignment - 1) / kAlignment * kAlignment;
-    if (offset > size_ || data.length() > size_ - offset) {
+    std::uint64_t offset = 0;
+    const auto room = allocate(data.length(), offset);
+    if (room.data() == nullptr) {
         return std::nullopt;
     }
     if (data.length() > 0) {
-        std::memcpy(
-            base_ + offset, data.bytes(), data.length()); // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic)
+        std::memcpy(room.data(), data.bytes(), data.length());
     }
-    used_ = offset + data.length();
     return offset;
+}
+
+std::span<std::uint8_t> SharedPayloadRegion::allocate(std::size_t length, std::uint64_t& offset)
+{
+    const auto start = (used_ + kAlignment - 1) / kAlignment * kAlignment;
+    if (start > size_ || length > size_ - start) {
+        return {};
+    }
+    used_ = start + length;
+    offset = start;
+    return { base_ + start, length }; // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic)
+}
+
+std::optional<std::span<const std::uint8_t>> SharedPayloadRegion::view(std::uint64_t offset, std::uint64_t length) const
+{
+    if (offset > size_ || length > size_ - offset) {
+        return std::nullopt;
+    }
+    return std::span<const std::uint8_t>(
+        base_ + offset, static_cast<std::size_t>(length)); // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic)
 }
 
 std::optional<Data> SharedPayloadRegion::read(std::uint64_t offset, std::uint64_t length) const

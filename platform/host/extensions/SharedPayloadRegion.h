@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 
 namespace lumora::platform::host {
 
@@ -43,8 +44,15 @@ public:
     /// Copies `data` in after what the request wrote before; its offset, or
     /// nullopt when it does not fit.
     std::optional<std::uint64_t> append(const Data& data);
+    /// Room for `length` bytes after what the request wrote before, for the
+    /// caller to fill; empty (and `offset` untouched) when it does not fit.
+    std::span<std::uint8_t> allocate(std::size_t length, std::uint64_t& offset);
     /// The `length` bytes at `offset`, or nullopt when they lie outside the block.
     [[nodiscard]] std::optional<Data> read(std::uint64_t offset, std::uint64_t length) const;
+    /// The `length` bytes at `offset` where they lie, without a copy; nullopt
+    /// when they lie outside the block. The writer may change them for the
+    /// next request: whatever is kept is copied out.
+    [[nodiscard]] std::optional<std::span<const std::uint8_t>> view(std::uint64_t offset, std::uint64_t length) const;
 
 private:
     SharedPayloadRegion(int descriptor, std::uint8_t* base, std::size_t size)

@@ -5,6 +5,7 @@
 #include "platform/host/device/ChildProcess.h"
 #include "platform/host/transport/Message.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -152,6 +153,9 @@ private:
     std::uint64_t nextRequest_ = 0;
     std::uint64_t awaited_ = 0;
     std::optional<transport::Message> reply_;
+    /// Set once the awaited reply is in or the connection ended, for a
+    /// sender that looks before it sleeps.
+    std::atomic<bool> settled_ { false };
     std::optional<ChildProcess::Exit> lastExit_;
     std::size_t launches_ = 0;
     RequestObserver observer_;
