@@ -205,6 +205,22 @@ void removeGroup(const std::string& folder)
 
 } // namespace
 
+std::string ChildProcess::Exit::description() const
+{
+    if (crossedCeiling) {
+        return "crossed its memory ceiling";
+    }
+    if (signal) {
+        return fmt::format("signal {}", *signal);
+    }
+    return fmt::format("exit status {}", status.value_or(-1));
+}
+
+std::string ChildProcess::megabytes(std::size_t bytes)
+{
+    return fmt::format("{:.1f} MB", static_cast<double>(bytes) / static_cast<double>(1U << 20U));
+}
+
 std::size_t ChildProcess::sanitizerAllowance()
 {
     return kSanitizerAllowance;

@@ -44,7 +44,13 @@ public:
         std::size_t peakMemory = 0;
         /// The ceiling it ran under (`memoryCeiling()`); 0 without one.
         std::size_t memoryCeiling = 0;
+
+        /// How it ended, in words: "crossed its memory ceiling", "signal 9", "exit status 1".
+        [[nodiscard]] std::string description() const;
     };
+
+    /// `bytes` in megabytes with one decimal, for log lines and reports ("7.9 MB").
+    static std::string megabytes(std::size_t bytes);
 
     /// What to start.
     struct Launch {

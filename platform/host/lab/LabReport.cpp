@@ -1,5 +1,7 @@
 #include "platform/host/lab/LabReport.h"
 
+#include "platform/host/device/ChildProcess.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -8,11 +10,6 @@
 namespace lumora::platform::host {
 
 namespace {
-
-std::string megabytes(std::size_t bytes)
-{
-    return fmt::format("{:.1f} MB", static_cast<double>(bytes) / static_cast<double>(1U << 20U));
-}
 
 std::string quoted(std::string_view text)
 {
@@ -151,12 +148,12 @@ std::string LabReport::text() const
         clips == 1 ? "" : "s");
     out += fmt::format("  latency (ms)       p50 {:.2f}  p90 {:.2f}  p99 {:.2f}  max {:.2f}\n", latencyPercentile(0.5),
         latencyPercentile(0.9), latencyPercentile(0.99), latencyPercentile(1.0));
-    out += fmt::format("  peak memory        {} of its {} ceiling ({:.0f} %), {} launch{}\n", megabytes(peakMemory),
-        megabytes(memoryCeiling),
+    out += fmt::format("  peak memory        {} of its {} ceiling ({:.0f} %), {} launch{}\n",
+        ChildProcess::megabytes(peakMemory), ChildProcess::megabytes(memoryCeiling),
         memoryCeiling == 0 ? 0.0 : 100.0 * static_cast<double>(peakMemory) / static_cast<double>(memoryCeiling),
         launches, launches == 1 ? "" : "es");
-    out += fmt::format(
-        "  its own memory     {} at most (without the cache of files it wrote)\n", megabytes(peakResidentMemory));
+    out += fmt::format("  its own memory     {} at most (without the cache of files it wrote)\n",
+        ChildProcess::megabytes(peakResidentMemory));
     out += fmt::format("  service info       {} update{}", serviceInfo.size(), serviceInfo.size() == 1 ? "" : "s");
     if (!serviceInfo.empty()) {
         out += fmt::format(", last {}", jsonOf(Value(serviceInfo.back())));

@@ -13,7 +13,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <filesystem>
 #include <thread>
@@ -34,30 +33,12 @@ using transport::SocketConnection;
 
 namespace {
 
-// The descriptor number the program finds its socket under.
-constexpr int kChildSocket = 3;
 // How long a process whose connection ended has to finish exiting on its own
 // (a crash writing its core, say) before it is killed.
 constexpr auto kExitGrace = std::chrono::milliseconds(500);
 constexpr auto kReapLimit = std::chrono::seconds(5);
 // How long a request's sender looks for the answer before it sleeps.
 constexpr auto kLookForAnswer = std::chrono::microseconds(200);
-
-std::string megabytes(std::size_t bytes)
-{
-    return fmt::format("{:.1f} MB", static_cast<double>(bytes) / static_cast<double>(1U << 20U));
-}
-
-std::string howItEnded(const ChildProcess::Exit& exit)
-{
-    if (exit.crossedCeiling) {
-        return "crossed its memory ceiling";
-    }
-    if (exit.signal) {
-        return fmt::format("signal {}", *exit.signal);
-    }
-    return fmt::format("exit status {}", exit.status.value_or(-1));
-}
 
 } // namespace
 
@@ -179,33 +160,10 @@ bool ExtensionHostProcess::startLocked(std::string* failure)
     }
     // A spare started ahead of need takes the extension, under its ceiling;
     // without one the program is started now.
-    auto spare = settings_.startsAhead ? ExtensionHostSpares::shared().take(settings_.program) : std::nullopt;
-    if (spare) {
-        if (spare->process->ceiling() != ChildProcess::Ceiling::None
-            && !spare->process->setMemoryCeiling(settings_.memoryCeiling)) {
-            Log::error("Extension host: could not give %s its memory ceiling; starting it anew", name_);
-            ::close(spare->socket);
-            spare.reset();
-        }
-    }
+    auto spare = ExtensionHostSpares::shared().launch(
+        settings_.program, settings_.memoryCeiling, settings_.startsAhead, failure);
     if (!spare) {
-        std::array<int, 2> sockets {};
-        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
-            *failure = "no socket to it";
-            return false;
-        }
-        ChildProcess::Launch launch;
-        launch.program = settings_.program;
-        launch.arguments = { "--socket", std::to_string(kChildSocket) };
-        launch.descriptors = { { sockets[1], kChildSocket } };
-        launch.memoryCeiling = settings_.memoryCeiling;
-        auto process = ChildProcess::launch(launch, failure);
-        ::close(sockets[1]);
-        if (!process) {
-            ::close(sockets[0]);
-            return false;
-        }
-        spare = ExtensionHostSpares::Spare { std::move(process), sockets[0] };
+        return false;
     }
     process_ = std::move(spare->process);
     ++launches_;
@@ -380,8 +338,9 @@ void ExtensionHostProcess::endLocked(std::unique_lock<std::mutex>& lock, bool ki
         Log::error("Extension host: the connection to %s did not end", name_);
     }
     if (exit) {
-        Log::ordinary("Extension host: %s ended (%s, %s); peak memory %s of its %s ceiling", name_, howItEnded(*exit),
-            why, megabytes(exit->peakMemory), megabytes(exit->memoryCeiling != 0 ? exit->memoryCeiling : ceiling));
+        Log::ordinary("Extension host: %s ended (%s, %s); peak memory %s of its %s ceiling", name_, exit->description(),
+            why, ChildProcess::megabytes(exit->peakMemory),
+            ChildProcess::megabytes(exit->memoryCeiling != 0 ? exit->memoryCeiling : ceiling));
         lastExit_ = exit;
     }
     connectionClosed_ = false;

@@ -50,27 +50,45 @@ void ExtensionHostSpares::prepare(const std::string& program)
     std::thread([this, program] { start(program); }).detach();
 }
 
-void ExtensionHostSpares::start(const std::string& program)
+std::optional<ExtensionHostSpares::Spare> ExtensionHostSpares::startProgram(
+    const std::string& program, std::size_t memoryCeiling, std::string* failure)
 {
     std::array<int, 2> sockets {};
-    std::optional<Spare> started;
-    std::string failure;
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) == 0) {
-        ChildProcess::Launch launch;
-        launch.program = program;
-        launch.arguments = { "--socket", std::to_string(kChildSocket) };
-        launch.descriptors = { { sockets[1], kChildSocket } };
-        launch.memoryCeiling = ExtensionHostProcess::UploadMemoryCeiling;
-        auto process = ChildProcess::launch(launch, &failure);
-        ::close(sockets[1]);
-        if (process) {
-            started = Spare { std::move(process), sockets[0] };
-        } else {
-            ::close(sockets[0]);
-        }
-    } else {
-        failure = "no socket to it";
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
+        *failure = "no socket to it";
+        return std::nullopt;
     }
+    ChildProcess::Launch launch;
+    launch.program = program;
+    launch.arguments = { "--socket", std::to_string(kChildSocket) };
+    launch.descriptors = { { sockets[1], kChildSocket } };
+    launch.memoryCeiling = memoryCeiling;
+    auto process = ChildProcess::launch(launch, failure);
+    ::close(sockets[1]);
+    if (!process) {
+        ::close(sockets[0]);
+        return std::nullopt;
+    }
+    return Spare { std::move(process), sockets[0] };
+}
+
+std::optional<ExtensionHostSpares::Spare> ExtensionHostSpares::launch(
+    const std::string& program, std::size_t memoryCeiling, bool takeSpare, std::string* failure)
+{
+    auto spare = takeSpare ? take(program) : std::nullopt;
+    if (spare && spare->process->ceiling() != ChildProcess::Ceiling::None
+        && !spare->process->setMemoryCeiling(memoryCeiling)) {
+        Log::error("Extension host: a spare of %s could not be given its ceiling; starting the program anew", program);
+        end(std::move(*spare));
+        spare.reset();
+    }
+    return spare ? std::move(spare) : startProgram(program, memoryCeiling, failure);
+}
+
+void ExtensionHostSpares::start(const std::string& program)
+{
+    std::string failure;
+    auto started = startProgram(program, ExtensionHostProcess::UploadMemoryCeiling, &failure);
     if (!started) {
         Log::error("Extension host: could not start a spare of %s: %s", program, failure);
     }

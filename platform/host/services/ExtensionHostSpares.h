@@ -43,6 +43,12 @@ public:
     /// The spare of `program` if one has started and still runs, and starts
     /// the next; nullopt otherwise.
     std::optional<Spare> take(const std::string& program);
+    /// A process of `program` for an extension under `memoryCeiling`, waiting
+    /// for its bundle: the spare when `takeSpare` and one waits (given that
+    /// ceiling; the next spare is then started), else one started now.
+    /// nullopt (and `failure` says why) when none could be started.
+    std::optional<Spare> launch(
+        const std::string& program, std::size_t memoryCeiling, bool takeSpare, std::string* failure);
     /// Waits, at most `timeout`, until a spare of `program` has started and
     /// said it is ready. False on timeout.
     [[nodiscard]] bool waitUntilReady(const std::string& program, std::chrono::milliseconds timeout);
@@ -58,6 +64,9 @@ private:
 
     ExtensionHostSpares() = default;
     void start(const std::string& program);
+    /// Starts `program` without a bundle under `memoryCeiling`.
+    static std::optional<Spare> startProgram(
+        const std::string& program, std::size_t memoryCeiling, std::string* failure);
     static void end(Spare spare);
 
     std::mutex mutex_;

@@ -10,7 +10,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <csignal>
 
 #include <fcntl.h>
@@ -29,27 +28,10 @@ using transport::SocketConnection;
 
 namespace {
 
-constexpr int kChildSocket = 3;
 constexpr std::uint64_t kBeginNumber = 1;
 // How long a process whose connection ended has to finish exiting on its own.
 constexpr auto kExitGrace = std::chrono::milliseconds(500);
 constexpr auto kReapLimit = std::chrono::seconds(5);
-
-std::string megabytes(std::size_t bytes)
-{
-    return fmt::format("{:.1f} MB", static_cast<double>(bytes) / static_cast<double>(1U << 20U));
-}
-
-std::string howItEnded(const ChildProcess::Exit& exit)
-{
-    if (exit.crossedCeiling) {
-        return "crossed its memory ceiling";
-    }
-    if (exit.signal) {
-        return fmt::format("signal {}", *exit.signal);
-    }
-    return fmt::format("exit status {}", exit.status.value_or(-1));
-}
 
 } // namespace
 
@@ -108,49 +90,23 @@ bool ExtensionViewProcess::begin(const Start& start, Ended ended, Failed failed,
     drew_ = start.drew;
 
     // A spare started ahead of need takes the extension, under its ceiling;
-    // without one the program is started now with the bundle.
-    auto spare = ExtensionHostSpares::shared().take(settings_.program);
-    if (spare && spare->process->ceiling() != ChildProcess::Ceiling::None
-        && !spare->process->setMemoryCeiling(settings_.memoryCeiling)) {
-        ::close(spare->socket);
-        spare.reset();
+    // without one the program is started now.
+    auto spare = ExtensionHostSpares::shared().launch(settings_.program, settings_.memoryCeiling, true, &why);
+    if (!spare) {
+        return false;
     }
-    int socket = -1;
-    const bool tookSpare = spare.has_value();
-    if (spare) {
-        process_ = std::move(spare->process);
-        socket = spare->socket;
-    } else {
-        std::array<int, 2> sockets {};
-        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
-            why = "no socket to it";
-            return false;
-        }
-        ChildProcess::Launch launch;
-        launch.program = settings_.program;
-        launch.arguments = { "--socket", std::to_string(kChildSocket), "--bundle", settings_.bundlePath };
-        launch.descriptors = { { sockets[1], kChildSocket } };
-        launch.memoryCeiling = settings_.memoryCeiling;
-        process_ = ChildProcess::launch(launch, &why);
-        ::close(sockets[1]);
-        if (!process_) {
-            ::close(sockets[0]);
-            return false;
-        }
-        socket = sockets[0];
-    }
+    process_ = std::move(spare->process);
+    const int socket = spare->socket;
     closeReported_ = false;
     connection_ = SocketConnection::open(socket, fmt::format("extension {}", name_),
         { [this](Message message) { received(std::move(message)); },
             [this](const std::string& reason) { closed(reason); } });
-    if (tookSpare) {
-        Message load { Message::Kind::Call, 0, std::string(ExtensionProtocol::LoadBundleSelector),
-            { Value(settings_.bundlePath), Value(std::string()) } };
-        if (connection_->send(load) != SocketConnection::Sent::Queued) {
-            why = "could not hand it its bundle";
-            endLocked(lock, true, why);
-            return false;
-        }
+    const Message load { Message::Kind::Call, 0, std::string(ExtensionProtocol::LoadBundleSelector),
+        { Value(settings_.bundlePath), Value(std::string()) } };
+    if (connection_->send(load) != SocketConnection::Sent::Queued) {
+        why = "could not hand it its bundle";
+        endLocked(lock, true, why);
+        return false;
     }
     relay_ = std::make_shared<ExtensionRelay>(start.requestIdentifier, name_,
         [connection = std::weak_ptr<SocketConnection>(connection_)](const Message& message) {
@@ -366,9 +322,9 @@ void ExtensionViewProcess::endLocked(std::unique_lock<std::mutex>& lock, bool ki
         Log::error("Extension host: the connection to %s did not end", name_);
     }
     if (exit) {
-        Log::ordinary("Extension host: %s ended (%s, %s); peak memory %s of its %s ceiling", name_, howItEnded(*exit),
-            why, megabytes(exit->peakMemory),
-            megabytes(exit->memoryCeiling != 0 ? exit->memoryCeiling : settings_.memoryCeiling));
+        Log::ordinary("Extension host: %s ended (%s, %s); peak memory %s of its %s ceiling", name_, exit->description(),
+            why, ChildProcess::megabytes(exit->peakMemory),
+            ChildProcess::megabytes(exit->memoryCeiling != 0 ? exit->memoryCeiling : settings_.memoryCeiling));
         lastExit_ = exit;
     }
 }
