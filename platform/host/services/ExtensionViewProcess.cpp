@@ -44,7 +44,7 @@ ExtensionViewProcess::ExtensionViewProcess(std::string name, Settings settings)
       }())
 { }
 
-void ExtensionViewProcess::startAhead(std::string program)
+void ExtensionViewProcess::startAhead(const std::string& program)
 {
     ExtensionHostSpares::shared().prepare(program.empty() ? std::string(LUMORA_EXTENSION_HOST_PROGRAM) : program);
 }

@@ -77,7 +77,7 @@ public:
     /// Has the device start a process of `program` (empty: the one the build
     /// made) ahead of need (`ExtensionHostSpares`), which the next request's
     /// process then is; each request taken starts the next spare.
-    static void startAhead(std::string program);
+    static void startAhead(const std::string& program);
 
     ExtensionViewProcess(std::string name, Settings settings);
     ExtensionViewProcess(const ExtensionViewProcess&) = delete;
