@@ -14,6 +14,7 @@
 #include "recording/LMDaemonProxy.h"
 #include "recording/LumoraErrors.h"
 #include "tests/harness/MovieProbe.h"
+#include "tests/harness/PickerDelegate.h"
 #include "tests/recording/RecorderFixture.h"
 #include "upload/LMBroadcastExtensionKeys.h"
 
@@ -91,18 +92,6 @@ public:
 private:
     mutable std::mutex mutex_;
     std::vector<std::pair<double, MovieContents::Colour>> seen_;
-};
-
-class PickerDelegate final : public LMBroadcastActivityViewControllerDelegate::
-                                 BroadcastActivityViewController_didFinishWithBroadcastController_error {
-public:
-    void broadcastActivityViewController_didFinishWithBroadcastController_error(
-        const std::shared_ptr<LMBroadcastActivityViewController>& /*picker*/,
-        const std::shared_ptr<LMBroadcastController>& controller, const ErrorRef& error) override
-    {
-        recorder.callback()(controller, error);
-    }
-    CallbackRecorder<std::shared_ptr<LMBroadcastController>, ErrorRef> recorder;
 };
 
 class ServiceInfoDelegate final : public LMBroadcastControllerDelegate::BroadcastController_didUpdateServiceInfo {

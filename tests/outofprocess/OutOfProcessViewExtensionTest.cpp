@@ -16,6 +16,7 @@
 #include "preview/LMVideoEditorExtensionKeys.h"
 #include "preview/LMVideoEditorHostViewController.h"
 #include "tests/harness/Harness.h"
+#include "tests/harness/PickerDelegate.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -65,18 +66,6 @@ platform::host::SimulatedExtensions& extensions()
 }
 
 // ---- The picker and a setup extension -------------------------------------------------
-
-class PickerDelegate final : public LMBroadcastActivityViewControllerDelegate::
-                                 BroadcastActivityViewController_didFinishWithBroadcastController_error {
-public:
-    void broadcastActivityViewController_didFinishWithBroadcastController_error(
-        const std::shared_ptr<LMBroadcastActivityViewController>& /*picker*/,
-        const std::shared_ptr<LMBroadcastController>& controller, const ErrorRef& error) override
-    {
-        recorder.callback()(controller, error);
-    }
-    CallbackRecorder<std::shared_ptr<LMBroadcastController>, ErrorRef> recorder;
-};
 
 class SetupOutOfProcess : public ::testing::Test {
 protected:
